@@ -1,0 +1,35 @@
+// A pass is one kind of improvement of a document: one file, one class, one name. The runner, not the pass, times,
+// traces and validates. A pass that does not understand something leaves it as it is; an Error means that the
+// document as a whole cannot be saved.
+#pragma once
+
+#include <memory>
+#include <string_view>
+
+#include "optimizer/base/result.h"
+
+namespace optimizer {
+
+class Document;
+class Report;
+class WorkerPool;
+struct Settings;
+
+// What a pass may use. Passes run one after another on one thread; work inside a pass goes to the pool.
+struct PassContext {
+  Document& document;
+  const Settings& settings;
+  WorkerPool& pool;
+  Report& report;
+};
+
+enum class PassOutcome { unchanged, changed };
+
+class Pass {
+ public:
+  virtual ~Pass() = default;
+  virtual std::string_view name() const = 0;
+  virtual Result<PassOutcome> process(PassContext& context) = 0;
+};
+
+}  // namespace optimizer
