@@ -1,0 +1,69 @@
+#include "optimizer/image/pixels.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace optimizer {
+
+Pixels expandTo8Bits(const Pixels& pixels) {
+  if (pixels.bits() == 8) return pixels;
+  Pixels grey(pixels.width(), pixels.height(), 1, ColorKind::grey);
+  for (std::uint32_t y = 0; y < pixels.height(); ++y) {
+    const std::uint8_t* in = pixels.row(y);
+    std::uint8_t* out = grey.row(y);
+    for (std::uint32_t x = 0; x < pixels.width(); ++x) {
+      out[x] = static_cast<std::uint8_t>(-((in[x >> 3] >> (7 - (x & 7))) & 1));
+    }
+  }
+  return grey;
+}
+
+Pixels thresholdTo1Bit(const Pixels& grey, unsigned threshold) {
+  Pixels bitonal(grey.width(), grey.height(), 1, ColorKind::grey, 1);
+  for (std::uint32_t y = 0; y < grey.height(); ++y) {
+    const std::uint8_t* in = grey.row(y);
+    std::uint8_t* out = bitonal.row(y);
+    for (std::uint32_t x = 0; x < grey.width(); ++x) {
+      out[x >> 3] = static_cast<std::uint8_t>(out[x >> 3] | ((in[x] >= threshold) << (7 - (x & 7))));
+    }
+  }
+  return bitonal;
+}
+
+Pixels lumaOf(const Pixels& pixels) {
+  if (pixels.bits() == 1) return expandTo8Bits(pixels);
+  if (pixels.kind() == ColorKind::grey || pixels.kind() == ColorKind::indexed) return pixels;
+  Pixels luma(pixels.width(), pixels.height(), 1, ColorKind::grey);
+  const unsigned channels = pixels.channels();
+  for (std::uint32_t y = 0; y < pixels.height(); ++y) {
+    const std::uint8_t* in = pixels.row(y);
+    std::uint8_t* out = luma.row(y);
+    for (std::uint32_t x = 0; x < pixels.width(); ++x, in += channels) {
+      if (pixels.kind() == ColorKind::rgb) {
+        out[x] = static_cast<std::uint8_t>((77u * in[0] + 150u * in[1] + 29u * in[2] + 128) >> 8);
+      } else if (pixels.kind() == ColorKind::cmyk) {
+        const unsigned light = (77u * (255u - in[0]) + 150u * (255u - in[1]) + 29u * (255u - in[2]) + 128) >> 8;
+        out[x] = static_cast<std::uint8_t>(light * (255u - in[3]) / 255);
+      } else {
+        unsigned sum = 0;
+        for (unsigned c = 0; c < channels; ++c) sum += in[c];
+        out[x] = static_cast<std::uint8_t>(255 - sum / channels);
+      }
+    }
+  }
+  return luma;
+}
+
+Pixels crop(const Pixels& pixels, std::uint32_t left, std::uint32_t top, std::uint32_t width, std::uint32_t height) {
+  Pixels part(width, height, pixels.channels(), pixels.kind(), pixels.bits());
+  for (std::uint32_t y = 0; y < height; ++y) {
+    if (pixels.bits() == 8) {
+      std::memcpy(part.row(y), pixels.row(top + y) + std::size_t{left} * pixels.channels(), part.stride());
+    } else {
+      for (std::uint32_t x = 0; x < width; ++x) part.setBit(x, y, pixels.bit(left + x, top + y));
+    }
+  }
+  return part;
+}
+
+}  // namespace optimizer
