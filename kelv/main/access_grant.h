@@ -1,0 +1,19 @@
+// Access to the user's files, which only the main application can grant.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "kelv/main/front_end.h"
+
+namespace kelv {
+
+// Uses up the location that the main application handed over: its path, or nothing when there is none. A
+// hand-over that cannot be resolved is a fatal error.
+std::optional<std::string> takeSharedURLFromMainApp(platform::Services& services);
+
+// Obtains access, by a hand-over or by the bookmark stored at an earlier one, and collects the input files
+// under it; says why when there is none. Access is given back when everything is done.
+void grantFileAccess(FrontEnd& frontEnd);
+
+}  // namespace kelv

@@ -1,0 +1,45 @@
+#include "kelv/main/usage.h"
+
+namespace kelv {
+
+// Its wording is fixed, misspellings included.
+const char* const usageText =
+    "\n"
+    "How to use Kelvara's command line interface?\n"
+    "\n"
+    "kelv [paths to original files or a folder of files] [options]\n"
+    "\n"
+    "[options]\n"
+    "\n"
+    "--output [path to output folder or output files]\n"
+    "\n"
+    "By default kelv saves the compressed file to the same location as the original file. Specify an "
+    "output folder if you want all files to be saved to that location. Specify file name(s) if you "
+    "want to save the input files at different locations. Make sure to specify as many output "
+    "locations as input files separated by a space in the same sequence as the corresponding input "
+    "file.\n"
+    "\n"
+    "--replace\n"
+    "\n"
+    "By default kelv does not replace the original file. If a file with the same name already exists "
+    "at the output location, a number will be added to the title of the file. Use this option if you "
+    "want kelv to replace the original file. The original file is not being deleted, but moved to the"
+    " Trash of the Finder.\n"
+    "\n"
+    "--profile [path to .kelvcp file]\n"
+    "\n"
+    "By default kelv uses a standard profile for web optimization. Specify the path to a .kelvcp file"
+    " that you want to use for the compression. You can create a profile and export it to .kelvcp "
+    "from the Kelvara main application. If you export multiple profiles onto one file, klelv will "
+    "chose the first profile it finds.\n"
+    "\n"
+    "--subfolders\n"
+    "\n"
+    "If you provide one or more folders and this option, kelv will also compress files within their "
+    "subfolders.\n"
+    "\n"
+    "--verbose\n"
+    "\n"
+    "Makes the compression more verbose/talkative. Mostly useful for debugging.\n";
+
+}  // namespace kelv
