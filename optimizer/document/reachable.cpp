@@ -1,0 +1,54 @@
+#include "optimizer/document/reachable.h"
+
+#include <unordered_set>
+
+#include "optimizer/base/limits.h"
+
+namespace optimizer {
+
+void forEachChild(QPDFObjectHandle object, const std::function<void(QPDFObjectHandle)>& visit) {
+  if (object.isStream()) object = object.getDict();
+  if (object.isDictionary()) {
+    for (const auto& [key, value] : object.getDictAsMap()) visit(value);
+  } else if (object.isArray()) {
+    for (const QPDFObjectHandle& item : object.getArrayAsVector()) visit(item);
+  }
+}
+
+namespace {
+
+std::uint64_t numberOf(const QPDFObjectHandle& object) {
+  const QPDFObjGen id = object.getObjGen();
+  return static_cast<std::uint64_t>(static_cast<std::uint32_t>(id.getObj())) << 32 |
+         static_cast<std::uint32_t>(id.getGen());
+}
+
+class Walk {
+ public:
+  std::vector<QPDFObjectHandle> from(QPDFObjectHandle trailer) {
+    look(trailer, 0);
+    for (std::size_t next = 0; next < found_.size(); ++next) {
+      const QPDFObjectHandle object = found_[next];
+      forEachChild(object, [this](QPDFObjectHandle child) { look(child, 0); });
+    }
+    return std::move(found_);
+  }
+
+ private:
+  void look(QPDFObjectHandle value, int depth) {
+    if (value.isIndirect()) {
+      if (!value.isNull() && seen_.insert(numberOf(value)).second) found_.push_back(value);
+    } else if (depth < limits::kNesting && (value.isDictionary() || value.isArray())) {
+      forEachChild(value, [this, depth](QPDFObjectHandle child) { look(child, depth + 1); });
+    }
+  }
+
+  std::vector<QPDFObjectHandle> found_;
+  std::unordered_set<std::uint64_t> seen_;
+};
+
+}  // namespace
+
+std::vector<QPDFObjectHandle> reachableObjects(QPDF& pdf) { return Walk().from(pdf.getTrailer()); }
+
+}  // namespace optimizer

@@ -1,0 +1,12 @@
+// Factories of the passes; the registry (pipeline/registry.cpp) says what each does and when it runs.
+#pragma once
+
+#include <memory>
+
+#include "optimizer/pipeline/pass.h"
+
+namespace optimizer {
+
+std::unique_ptr<Pass> makeStreamsPass();
+
+}  // namespace optimizer
