@@ -1,0 +1,100 @@
+// The table of commands.
+
+#include <limits>
+
+#include "kelvara/access.h"
+#include "kelvara/command.h"
+#include "kelvara/profile_commands.h"
+#include "kelvara/stats.h"
+
+namespace kelvara {
+namespace {
+
+constexpr std::size_t anyNumber = std::numeric_limits<std::size_t>::max();
+const Option json = {"--json", "", "write JSON, for scripts"};
+
+std::vector<Command> makeCommands() {
+  return {
+      {"grant",
+       "FOLDER",
+       "Let kelv work in a folder",
+       "kelv touches none of your files until you say where it may. It takes the grant over at its next run "
+       "and keeps\n"
+       "it until you grant another folder, which takes the place of this one, or withdraw it. A grant finds "
+       "its folder\n"
+       "again after it was renamed or moved.",
+       {},
+       {{"kelvara grant ~/Documents", "kelv may read and write in Documents and its subfolders"},
+        {"kelvara grant /", "kelv may touch every file that you may touch yourself"}},
+       1,
+       1,
+       grantAccess},
+      {"revoke",
+       "",
+       "Withdraw the access that kelv was granted",
+       "From its next run on kelv touches none of your files.",
+       {},
+       {{"kelvara revoke", "withdraws the access to all files"}},
+       0,
+       0,
+       revokeAccess},
+      {"status",
+       "",
+       "Say what kelv may touch",
+       "One sentence; with --json also the state (granted, pending, lost, revoked or none) and the location.",
+       {json},
+       {{"kelvara status", "says it in a sentence"},
+        {"kelvara status --json | jq -r .location", "the granted folder's path"}},
+       0,
+       0,
+       showAccess},
+      {"stats",
+       "",
+       "Show how much space was saved",
+       "The totals of all files that kelv made smaller, in bytes before and after.",
+       {json},
+       {{"kelvara stats", "the totals, readable"}, {"kelvara stats --json", "the totals in bytes"}},
+       0,
+       0,
+       showStatistics},
+      {"profile list",
+       "",
+       "List the ready profiles",
+       "A profile says how strongly kelv compresses and what it may give up.",
+       {json},
+       {{"kelvara profile list", "one line for each"}},
+       0,
+       0,
+       listProfiles},
+      {"profile show",
+       "NAME|FILE",
+       "Show what a profile holds",
+       "Of a ready profile, or of the first profile in a file: every key with its value and what it does.",
+       {{"--all", "", "show the keys that keep their defaults too"}, json},
+       {{"kelvara profile show web", "the settings of the profile web"},
+        {"kelvara profile show mine.kelvcp --all", "every key of a file of your own"}},
+       1,
+       1,
+       showProfile},
+      {"profile export",
+       "[NAME] FILE...",
+       "Write a ready profile to files that kelv reads",
+       "Without a name the profile web is written. A file that is there already is kept unless --force is "
+       "given.",
+       {{"--force", "", "replace files that are there already"}},
+       {{"kelvara profile export print print.kelvcp", "writes the profile print"},
+        {"kelv report.pdf --profile print.kelvcp", "compresses by it"}},
+       1,
+       anyNumber,
+       exportProfile},
+  };
+}
+
+}  // namespace
+
+std::span<const Command> commands() {
+  static const std::vector<Command> table = makeCommands();
+  return table;
+}
+
+}  // namespace kelvara

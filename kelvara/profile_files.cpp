@@ -1,0 +1,79 @@
+#include "kelvara/profile_files.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+#include "kelvara/json.h"
+#include "platform/path.h"
+
+namespace kelvara {
+namespace {
+
+platform::PlatformError plainError(const std::string& message) {
+  return {"", 1, {{platform::localizedDescriptionKey, message}}, nullptr};
+}
+
+platform::Status writeWhole(const std::string& text, const std::string& path) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file << text;
+  file.close();
+  if (file) return platform::Done{};
+  return plainError("The file " + path + " cannot be written.");
+}
+
+}  // namespace
+
+platform::Result<kelv::CompressionProfile> readProfile(platform::Services& services,
+                                                       const std::string& path) {
+  const auto bytes = services.files.readFile(path);
+  if (!bytes.ok()) return bytes.error();
+  const auto list = platform::parsePropertyList(*bytes);
+  if (!list.ok()) return list.error();
+  const platform::PropertyListArray* items = list->arrayItems();
+  if (items == nullptr) {
+    return plainError("Its top level is not an array: kelv would use its default profile without a word.");
+  }
+  if (items->empty())
+    return plainError("It holds no profile: kelv would use its default profile without a word.");
+  for (const platform::PropertyList& item : *items) {
+    if (item.dictionaryEntries() != nullptr) continue;
+    return plainError(
+        "It holds something else than profiles: kelv would use its default profile without a word.");
+  }
+  return *items->front().dictionaryEntries();
+}
+
+platform::Status writeProfile(platform::Services& services, const kelv::CompressionProfile& profile,
+                              const std::string& path, bool overwrite) {
+  const auto text = platform::writeXmlPropertyList(
+      platform::PropertyList::array({platform::PropertyList::dictionary(profile)}));
+  if (!text.ok()) return text.error();
+  const std::string folder = platform::deletingLastPathComponent(path);
+  const std::string draft =
+      platform::appendingPathComponent(folder, ".kelvara-" + services.process.newUuidText());
+  platform::Status written = writeWhole(*text, draft);
+  if (written.ok() && !overwrite) written = services.files.moveItem(draft, path);
+  if (written.ok() && overwrite) {
+    std::error_code failed;
+    std::filesystem::rename(draft, path, failed);
+    if (failed) written = plainError("The file " + path + " cannot be replaced: " + failed.message() + ".");
+  }
+  if (!written.ok()) std::remove(draft.c_str());
+  return written;
+}
+
+std::string readableValue(const platform::PropertyList& value) {
+  if (const bool* flag = value.boolean()) return *flag ? "true" : "false";
+  if (const std::string* text = value.text()) return jsonText(*text);
+  if (const auto* integer = std::get_if<std::int64_t>(&value.value())) return std::to_string(*integer);
+  double number = 0;
+  if (value.number(number)) return jsonNumber(number);
+  if (value.data() != nullptr) return "(data)";
+  if (value.arrayItems() != nullptr) return "(array)";
+  if (value.dictionaryEntries() != nullptr) return "(dictionary)";
+  return "(other)";
+}
+
+}  // namespace kelvara
