@@ -1,0 +1,267 @@
+// Finds equal objects and lets one stand for all: fonts, ICC profiles, forms, images, functions, resources …
+//
+//   1. Every object that may be shared is spelled as bytes, with the references in it written as the number of the
+//      object that stands for what they refer to. Streams add their coded bytes.
+//   2. Objects with the same bytes become one. This can make others equal that refer to them, so the objects that do are
+//      spelled again, until nothing changes.
+//   3. Every reference in the document is pointed at the object that stands for its target; the rest is unreferenced,
+//      and is left out when the document is written.
+//
+// Objects whose identity matters (identity.h) never take part.
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "optimizer/base/limits.h"
+#include "optimizer/document/document.h"
+#include "optimizer/document/identity.h"
+#include "optimizer/document/reachable.h"
+#include "optimizer/document/stream_data.h"
+#include "optimizer/passes/passes.h"
+#include "optimizer/pipeline/report.h"
+
+namespace optimizer {
+namespace {
+
+using Index = std::size_t;
+constexpr int kRounds = 50;
+
+std::uint64_t hashOf(std::string_view bytes) { return std::hash<std::string_view>()(bytes); }
+
+class Merger {
+ public:
+  explicit Merger(Document& document) : document_(document), objects_(reachableObjects(document.pdf())) {
+    const Identity identity(document.pdf());
+    for (Index i = 0; i < objects_.size(); ++i) {
+      indexOf_[keyOf(objects_[i])] = i;
+      stands_.push_back(i);
+      mayMerge_.push_back(!identity.has(objects_[i]));
+    }
+    users_.resize(objects_.size());
+    for (Index i = 0; i < objects_.size(); ++i) {
+      eachReference(objects_[i], 0, [&](Index target) { users_[target].push_back(i); });
+    }
+  }
+
+  // How many objects others stand for now.
+  std::size_t merge() {
+    std::vector<Index> open;
+    for (Index i = 0; i < objects_.size(); ++i) {
+      if (mayMerge_[i]) open.push_back(i);
+    }
+    std::size_t merged = 0;
+    for (int round = 0; round < kRounds && !open.empty(); ++round) {
+      std::vector<Index> gone;
+      for (Index i : open) {
+        if (stands_[i] == i && mergeOne(i)) gone.push_back(i);
+      }
+      merged += gone.size();
+      open.clear();
+      for (Index i : gone) {
+        for (Index user : users_[i]) {
+          if (mayMerge_[user] && stands_[user] == user) open.push_back(user);
+        }
+      }
+      std::sort(open.begin(), open.end());
+      open.erase(std::unique(open.begin(), open.end()), open.end());
+      for (Index i : open) forget(i);
+    }
+    return merged;
+  }
+
+  void redirect() {
+    QPDFObjectHandle trailer = document_.pdf().getTrailer();
+    redirectIn(trailer, 0);
+    for (Index i = 0; i < objects_.size(); ++i) {
+      if (stands_[i] == i) redirectIn(objects_[i], 0);
+    }
+  }
+
+ private:
+  static std::uint64_t keyOf(const QPDFObjectHandle& object) {
+    const QPDFObjGen id = object.getObjGen();
+    return static_cast<std::uint64_t>(static_cast<std::uint32_t>(id.getObj())) << 32 |
+           static_cast<std::uint32_t>(id.getGen());
+  }
+
+  void eachReference(QPDFObjectHandle object, int depth, const std::function<void(Index)>& visit) {
+    if (depth > limits::kNesting) return;
+    forEachChild(object, [&](QPDFObjectHandle child) {
+      if (child.isIndirect()) {
+        const auto found = indexOf_.find(keyOf(child));
+        if (found != indexOf_.end()) visit(found->second);
+      } else {
+        eachReference(child, depth + 1, visit);
+      }
+    });
+  }
+
+  // Looks for an object with the same bytes; when there is one, it stands for this one.
+  bool mergeOne(Index i) {
+    const std::string bytes = spell(i);
+    const std::uint64_t hash = hashOf(bytes);
+    std::vector<Index>& same = byHash_[hash];
+    for (Index other : same) {
+      if (spell(other) == bytes && sameStream(i, other)) {
+        stands_[i] = other;
+        return true;
+      }
+    }
+    same.push_back(i);
+    hashes_[i] = hash;
+    return false;
+  }
+
+  void forget(Index i) {
+    const auto hash = hashes_.find(i);
+    if (hash == hashes_.end()) return;
+    std::vector<Index>& same = byHash_[hash->second];
+    same.erase(std::remove(same.begin(), same.end(), i), same.end());
+    hashes_.erase(hash);
+  }
+
+  std::string spell(Index i) {
+    std::string out;
+    QPDFObjectHandle object = objects_[i];
+    if (object.isStream()) {
+      out += 'S';
+      spellDictionary(object.getDict(), out, 0, true);
+    } else {
+      spellValue(object, out, 0, true);
+    }
+    return out;
+  }
+
+  void spellValue(QPDFObjectHandle value, std::string& out, int depth, bool top) {
+    if (!top && value.isIndirect()) {
+      const auto found = indexOf_.find(keyOf(value));
+      out += found == indexOf_.end() ? "n" : "R" + std::to_string(standsFor(found->second)) + " ";
+    } else if (value.isDictionary() && depth < limits::kNesting) {
+      spellDictionary(value, out, depth, false);
+    } else if (value.isArray() && depth < limits::kNesting) {
+      out += '[';
+      for (const QPDFObjectHandle& item : value.getArrayAsVector()) spellValue(item, out, depth + 1, false);
+      out += ']';
+    } else if (value.isString()) {
+      const std::string text = value.getStringValue();
+      out += "s" + std::to_string(text.size()) + ":" + text;
+    } else {
+      out += value.unparseResolved();
+      out += ' ';
+    }
+  }
+
+  void spellDictionary(QPDFObjectHandle dictionary, std::string& out, int depth, bool ofStream) {
+    out += '<';
+    for (const auto& [key, value] : dictionary.getDictAsMap()) {
+      if (ofStream && key == "/Length") continue;
+      out += key;
+      out += ' ';
+      spellValue(value, out, depth + 1, false);
+    }
+    out += '>';
+  }
+
+  bool sameStream(Index a, Index b) {
+    if (!objects_[a].isStream()) return true;
+    if (objects_[a].getDict().hasKey("/F")) return false;  // bytes in other files
+    const StreamMark& markA = markOf(a);
+    const StreamMark& markB = markOf(b);
+    if (!markA.known || !markB.known || markA.size != markB.size || markA.hash != markB.hash) return false;
+    const Result<Bytes> dataA = rawStreamData(objects_[a]);
+    const Result<Bytes> dataB = rawStreamData(objects_[b]);
+    return dataA.ok() && dataB.ok() && *dataA == *dataB;
+  }
+
+  struct StreamMark {
+    bool known = false;
+    std::size_t size = 0;
+    std::uint64_t hash = 0;
+  };
+
+  const StreamMark& markOf(Index i) {
+    const auto found = marks_.find(i);
+    if (found != marks_.end()) return found->second;
+    StreamMark mark;
+    const Result<Bytes> data = rawStreamData(objects_[i]);
+    if (data.ok()) {
+      mark = {true, data->size(), hashOf({reinterpret_cast<const char*>(data->data()), data->size()})};
+    }
+    return marks_[i] = mark;
+  }
+
+  Index standsFor(Index i) {
+    while (stands_[i] != i) i = stands_[i] = stands_[stands_[i]];
+    return i;
+  }
+
+  // The object that a reference should lead to, where that is another one than now.
+  bool redirected(const QPDFObjectHandle& value, QPDFObjectHandle& target) {
+    const auto found = indexOf_.find(keyOf(value));
+    if (found == indexOf_.end()) return false;
+    const Index stands = standsFor(found->second);
+    if (stands == found->second) return false;
+    target = objects_[stands];
+    return true;
+  }
+
+  void redirectIn(QPDFObjectHandle object, int depth) {
+    if (depth > limits::kNesting) return;
+    if (object.isStream()) object = object.getDict();
+    QPDFObjectHandle target;
+    if (object.isDictionary()) {
+      for (const auto& [key, value] : object.getDictAsMap()) {
+        if (!QPDFObjectHandle(value).isIndirect()) {
+          redirectIn(value, depth + 1);
+        } else if (redirected(value, target)) {
+          object.replaceKey(key, target);
+        }
+      }
+    } else if (object.isArray()) {
+      const std::vector<QPDFObjectHandle> items = object.getArrayAsVector();
+      for (std::size_t i = 0; i < items.size(); ++i) {
+        if (!QPDFObjectHandle(items[i]).isIndirect()) {
+          redirectIn(items[i], depth + 1);
+        } else if (redirected(items[i], target)) {
+          object.setArrayItem(static_cast<int>(i), target);
+        }
+      }
+    }
+  }
+
+  Document& document_;
+  std::vector<QPDFObjectHandle> objects_;
+  std::unordered_map<std::uint64_t, Index> indexOf_;
+  std::vector<Index> stands_;  // who stands for whom; itself where nobody else does
+  std::vector<bool> mayMerge_;
+  std::vector<std::vector<Index>> users_;
+  std::unordered_map<std::uint64_t, std::vector<Index>> byHash_;
+  std::unordered_map<Index, std::uint64_t> hashes_;
+  std::unordered_map<Index, StreamMark> marks_;
+};
+
+class RedundantPass : public Pass {
+ public:
+  std::string_view name() const override { return "redundant"; }
+
+  Result<PassOutcome> process(PassContext& context) override {
+    Merger merger(context.document);
+    const std::size_t merged = merger.merge();
+    if (merged == 0) return PassOutcome::unchanged;
+    merger.redirect();
+    context.report.note(std::to_string(merged) + " objects were equal to others");
+    return PassOutcome::changed;
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<Pass> makeRedundantPass() { return std::make_unique<RedundantPass>(); }
+
+}  // namespace optimizer

@@ -1,0 +1,43 @@
+#include "optimizer/testing/run_pass.h"
+
+#include <gtest/gtest.h>
+
+#include <qpdf/QPDFWriter.hh>
+
+#include "optimizer/base/pool.h"
+#include "optimizer/document/verify.h"
+#include "optimizer/pipeline/report.h"
+
+namespace optimizer::testing {
+
+std::string written(Document& document) {
+  QPDFWriter writer(document.pdf());
+  writer.setOutputMemory();
+  writer.setStaticID(true);
+  writer.setStreamDataMode(qpdf_s_preserve);
+  writer.setObjectStreamMode(qpdf_o_disable);
+  writer.setPreserveEncryption(false);
+  writer.write();
+  const std::shared_ptr<Buffer> bytes = writer.getBufferSharedPointer();
+  return std::string(reinterpret_cast<const char*>(bytes->getBuffer()), bytes->getSize());
+}
+
+PassOutcome runPass(Document& document, std::unique_ptr<Pass> pass, const Settings& settings, unsigned threads) {
+  const std::string before = written(document);
+  WorkerPool pool(threads);
+  Report report;
+  PassContext context{document, settings, pool, report};
+  report.begin(std::string(pass->name()));
+  const Result<PassOutcome> outcome = pass->process(context);
+  if (!outcome.ok()) {
+    ADD_FAILURE() << pass->name() << ": " << outcome.error().message;
+    return PassOutcome::unchanged;
+  }
+  const bool changed = written(document) != before;
+  EXPECT_FALSE(*outcome == PassOutcome::unchanged && changed) << pass->name() << " says it changed nothing";
+  const Status valid = verifyInMemory(document);
+  EXPECT_TRUE(valid.ok()) << (valid.ok() ? "" : valid.error().message);
+  return *outcome;
+}
+
+}  // namespace optimizer::testing
