@@ -26,19 +26,19 @@ std::string workingDirectory(platform::Process& process) {
 
 }  // namespace
 
-int enter(platform::Services& services, std::vector<std::string> processArguments,
-          std::function<std::shared_ptr<PDFCompressor>()> sharedCompressor) {
+int enter(platform::Services& services, std::vector<std::string> processArguments, EngineAccess engine) {
   if (processArguments.empty()) platform::fatalError("there are no arguments", __FILE__, __LINE__);
   std::vector<std::string> arguments(processArguments.begin() + 1, processArguments.end());
   FrontEnd frontEnd{
-      services, std::move(processArguments), std::move(arguments), workingDirectory(services.process),
-      false,    std::move(sharedCompressor)};
+      services, std::move(processArguments),       std::move(arguments), workingDirectory(services.process),
+      false,    std::move(engine.sharedCompressor)};
 
   if (hasFlag(frontEnd.arguments, "--help") || hasFlag(frontEnd.arguments, "-help")) {
     services.process.print(usageText);
     return 0;
   }
   frontEnd.verbose = hasFlag(frontEnd.arguments, "--verbose") || hasFlag(frontEnd.arguments, "-verbose");
+  engine.load();
   grantFileAccess(frontEnd);
   return 0;
 }

@@ -2,15 +2,18 @@
 #include <string>
 #include <vector>
 
+#include "kelv/engine/engine_loader.h"
 #include "kelv/main/entry.h"
 #include "platform/services.h"
 
 int main(int argc, char** argv) {
   platform::Services& services = platform::systemServices();
-  return kelv::enter(services, std::vector<std::string>(argv, argv + argc), [&services] {
+  const auto sharedCompressor = [&services] {
     // Never released: the process ends with the engine initialised.
-    static const auto& sharedCompressor =
+    static const auto& compressor =
         *new std::shared_ptr<kelv::PDFCompressor>(kelv::PDFCompressor::make(services));
-    return sharedCompressor;
-  });
+    return compressor;
+  };
+  return kelv::enter(services, std::vector<std::string>(argv, argv + argc),
+                     {kelv::loadEngine, sharedCompressor});
 }

@@ -1,0 +1,7 @@
+#include "kelv/engine/engine_loader.h"
+
+namespace kelv {
+
+void loadEngine() {}
+
+}  // namespace kelv
