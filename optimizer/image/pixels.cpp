@@ -42,7 +42,8 @@ Pixels lumaOf(const Pixels& pixels) {
       if (pixels.kind() == ColorKind::rgb) {
         out[x] = static_cast<std::uint8_t>((77u * in[0] + 150u * in[1] + 29u * in[2] + 128) >> 8);
       } else if (pixels.kind() == ColorKind::cmyk) {
-        const unsigned light = (77u * (255u - in[0]) + 150u * (255u - in[1]) + 29u * (255u - in[2]) + 128) >> 8;
+        const unsigned light =
+            (77u * (255u - in[0]) + 150u * (255u - in[1]) + 29u * (255u - in[2]) + 128) >> 8;
         out[x] = static_cast<std::uint8_t>(light * (255u - in[3]) / 255);
       } else {
         unsigned sum = 0;
@@ -54,7 +55,8 @@ Pixels lumaOf(const Pixels& pixels) {
   return luma;
 }
 
-Pixels crop(const Pixels& pixels, std::uint32_t left, std::uint32_t top, std::uint32_t width, std::uint32_t height) {
+Pixels crop(const Pixels& pixels, std::uint32_t left, std::uint32_t top, std::uint32_t width,
+            std::uint32_t height) {
   Pixels part(width, height, pixels.channels(), pixels.kind(), pixels.bits());
   for (std::uint32_t y = 0; y < height; ++y) {
     if (pixels.bits() == 8) {

@@ -8,21 +8,26 @@
 
 namespace optimizer {
 
-// What the channels of a pixel mean. The samples are those of the PDF image after its Decode array, so 0 is black for
-// grey and RGB, and no ink for CMYK. `other` stands for components that only their own colour space explains
-// (Separation, DeviceN, Lab); they may be resampled, never converted.
+// What the channels of a pixel mean. The samples are those of the PDF image after its Decode array, so 0 is
+// black for grey and RGB, and no ink for CMYK. `other` stands for components that only their own colour space
+// explains (Separation, DeviceN, Lab); they may be resampled, never converted.
 enum class ColorKind : std::uint8_t { grey, rgb, cmyk, indexed, other };
 
-// Rows of samples, top row first. 8 bits: channels interleaved, one byte each. 1 bit: one channel, packed with the
-// leftmost pixel in the highest bit, 0 black and 1 white (ISO 32000-1, 8.9.5.2, DeviceGray); the unused bits at the end
-// of a row are zero. A row takes stride() bytes, which has no padding beyond the last byte it needs.
+// Rows of samples, top row first. 8 bits: channels interleaved, one byte each. 1 bit: one channel, packed
+// with the leftmost pixel in the highest bit, 0 black and 1 white (ISO 32000-1, 8.9.5.2, DeviceGray); the
+// unused bits at the end of a row are zero. A row takes stride() bytes, which has no padding beyond the last
+// byte it needs.
 class Pixels {
  public:
   Pixels() = default;
-  // All samples zero. width, height: 1 or more; channels: 1 to 32; bits: 1 (one channel only) or 8. The caller checks
-  // sizes against its limits first (see fitsPixelLimit).
+  // All samples zero. width, height: 1 or more; channels: 1 to 32; bits: 1 (one channel only) or 8. The
+  // caller checks sizes against its limits first (see fitsPixelLimit).
   Pixels(std::uint32_t width, std::uint32_t height, unsigned channels, ColorKind kind, unsigned bits = 8)
-      : width_(width), height_(height), channels_(channels), bits_(bits), kind_(kind),
+      : width_(width),
+        height_(height),
+        channels_(channels),
+        bits_(bits),
+        kind_(kind),
         stride_(bits == 1 ? (std::size_t{width} + 7) / 8 : std::size_t{width} * channels),
         samples_(stride_ * height) {}
 
@@ -72,10 +77,11 @@ constexpr bool fitsPixelLimit(std::uint64_t width, std::uint64_t height, unsigne
 Pixels expandTo8Bits(const Pixels& pixels);
 // 8-bit grey to 1 bit: samples below threshold become black.
 Pixels thresholdTo1Bit(const Pixels& grey, unsigned threshold = 128);
-// The luma of each pixel as 8-bit grey: RGB by Rec. 601, CMYK as viewers without a profile show it, other kinds by the
-// mean of their channels (inverted: more ink is darker).
+// The luma of each pixel as 8-bit grey: RGB by Rec. 601, CMYK as viewers without a profile show it, other
+// kinds by the mean of their channels (inverted: more ink is darker).
 Pixels lumaOf(const Pixels& pixels);
 // The rectangle [left, left + width) x [top, top + height), which must lie inside.
-Pixels crop(const Pixels& pixels, std::uint32_t left, std::uint32_t top, std::uint32_t width, std::uint32_t height);
+Pixels crop(const Pixels& pixels, std::uint32_t left, std::uint32_t top, std::uint32_t width,
+            std::uint32_t height);
 
 }  // namespace optimizer

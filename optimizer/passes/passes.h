@@ -7,6 +7,7 @@
 
 namespace optimizer {
 
+std::unique_ptr<Pass> makeImagesPass();
 std::unique_ptr<Pass> makeRedundantPass();
 std::unique_ptr<Pass> makeStreamsPass();
 

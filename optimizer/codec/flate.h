@@ -1,0 +1,46 @@
+// Flate with PNG and TIFF predictors (ISO 32000-1, 7.4.4): rows out of a stream, and an image into the
+// smallest one.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+
+#include "optimizer/base/bytes.h"
+#include "optimizer/base/result.h"
+#include "optimizer/codec/codec.h"
+#include "optimizer/image/pixels.h"
+
+namespace optimizer {
+
+// The decode parameters of ISO 32000-1, Table 8.
+struct FlateParms {
+  int predictor = 1;  // 1 none, 2 TIFF, 10 and above PNG
+  unsigned colors = 1, bits = 8;
+  std::uint32_t columns = 1;
+};
+
+// Inflates row by row, so that an image larger than memory allows can be reduced on the way. rowBytes is the
+// length of an image row; sink gets `rows` of them. Missing data at the end is an error (damaged), trailing
+// data is not. Where the predictor's own rows have another length than rowBytes, the bytes are regrouped.
+Status inflateRows(ByteView data, const FlateParms& parms, std::size_t rowBytes, std::uint32_t rows,
+                   const std::function<void(const std::uint8_t* row)>& sink);
+
+// Packed rows of samples as an image dictionary describes them.
+struct PackedSamples {
+  std::uint32_t width = 0, height = 0;
+  unsigned channels = 1, bits = 8;
+  ColorKind kind = ColorKind::grey;
+  std::size_t stride = 0;
+  Bytes samples;
+};
+
+// Lossless: the smallest of no predictor, each PNG filter on all rows, and the filter chosen row by row.
+// effort: 1 to 12, where 12 is the smallest and slowest; 0 lets the size of the image choose, so that no
+// single image costs seconds.
+EncodedImage encodeFlate(const PackedSamples& image, int effort = 0);
+
+// 8-bit and 1-bit pixels as they are.
+EncodedImage encodeFlate(const Pixels& pixels, int effort = 0);
+
+}  // namespace optimizer

@@ -1,0 +1,310 @@
+#include "optimizer/codec/jpeg.h"
+
+#include <jerror.h>
+#include <jpeglib.h>
+
+#include <algorithm>
+#include <csetjmp>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+namespace optimizer {
+namespace {
+
+// libjpeg reports a fatal error through longjmp. Every function that sets the jump owns its C++ objects
+// outside the code that the jump leaves, so that no destructor is skipped.
+struct ErrorManager {
+  jpeg_error_mgr base;
+  std::jmp_buf jump;
+  bool damaged = false;
+};
+
+void onError(j_common_ptr info) { std::longjmp(reinterpret_cast<ErrorManager*>(info->err)->jump, 1); }
+
+void onMessage(j_common_ptr info, int level) {
+  if (level >= 0) return;
+  // Bytes between markers and a strange Adobe transform do not change the picture; all else does.
+  const int code = info->err->msg_code;
+  if (code != JWRN_EXTRANEOUS_DATA && code != JWRN_ADOBE_XFORM && code != JWRN_BOGUS_PROGRESSION) {
+    reinterpret_cast<ErrorManager*>(info->err)->damaged = true;
+  }
+}
+
+void setErrorManager(ErrorManager& errors) {
+  jpeg_std_error(&errors.base);
+  errors.base.error_exit = onError;
+  errors.base.emit_message = onMessage;
+}
+
+constexpr long memoryLimit = 192L << 20;
+
+// A progressive file may hold any number of scans over the same pixels; this many is more than encoders make
+// and keeps a small hostile file from costing minutes.
+constexpr int maxScans = 200;
+
+struct Decompressor {
+  jpeg_decompress_struct info{};
+  ErrorManager errors{};
+
+  explicit Decompressor(ByteView data) {
+    setErrorManager(errors);
+    info.err = &errors.base;
+    if (setjmp(errors.jump) != 0) return;
+    jpeg_create_decompress(&info);
+    info.mem->max_memory_to_use = memoryLimit;
+    jpeg_mem_src(&info, data.data(), static_cast<unsigned long>(data.size()));
+  }
+  ~Decompressor() { jpeg_destroy_decompress(&info); }
+  Decompressor(const Decompressor&) = delete;
+  Decompressor& operator=(const Decompressor&) = delete;
+};
+
+struct Compressor {
+  jpeg_compress_struct info{};
+  ErrorManager errors{};
+  unsigned char* buffer = nullptr;
+  unsigned long size = 0;
+
+  Compressor() {
+    setErrorManager(errors);
+    info.err = &errors.base;
+    if (setjmp(errors.jump) != 0) return;
+    jpeg_create_compress(&info);
+    jpeg_mem_dest(&info, &buffer, &size);
+  }
+  ~Compressor() {
+    jpeg_destroy_compress(&info);
+    std::free(buffer);
+  }
+  Compressor(const Compressor&) = delete;
+  Compressor& operator=(const Compressor&) = delete;
+  Bytes bytes() const { return Bytes(buffer, buffer + size); }
+};
+
+Error failure(const ErrorManager& errors, j_common_ptr info) {
+  char text[JMSG_LENGTH_MAX] = "";
+  errors.base.format_message(info, text);
+  return {ErrorKind::damaged, std::string("JPEG: ") + text};
+}
+
+bool readHeader(Decompressor& jpeg) {
+  if (setjmp(jpeg.errors.jump) != 0) return false;
+  return jpeg_read_header(&jpeg.info, TRUE) == JPEG_HEADER_OK;
+}
+
+int estimateQuality(const jpeg_decompress_struct& info) {
+  // Table K.1 of ISO/IEC 10918-1 in natural order: what IJG scales by quality.
+  static constexpr std::array<int, 64> standard = {
+      16, 11, 10, 16, 24,  40,  51,  61,  12, 12, 14, 19, 26,  58,  60,  55,  //
+      14, 13, 16, 24, 40,  57,  69,  56,  14, 17, 22, 29, 51,  87,  80,  62,  //
+      18, 22, 37, 56, 68,  109, 103, 77,  24, 35, 55, 64, 81,  104, 113, 92,  //
+      49, 64, 78, 87, 103, 121, 120, 101, 72, 92, 95, 98, 112, 100, 103, 99};
+  const JQUANT_TBL* table =
+      info.comp_info != nullptr ? info.quant_tbl_ptrs[info.comp_info[0].quant_tbl_no & 3] : nullptr;
+  if (table == nullptr) return 100;
+  double scale = 0;
+  for (std::size_t i = 0; i < 64; ++i) scale += 100.0 * table->quantval[i] / standard[i];
+  scale /= 64;
+  const double quality = scale <= 100 ? (200 - scale) / 2 : 5000 / scale;
+  return std::clamp(static_cast<int>(quality + 0.5), 1, 100);
+}
+
+Result<JpegInfo> checkedInfo(Decompressor& jpeg) {
+  if (!readHeader(jpeg)) return failure(jpeg.errors, reinterpret_cast<j_common_ptr>(&jpeg.info));
+  const jpeg_decompress_struct& info = jpeg.info;
+  JpegInfo found;
+  found.width = info.image_width;
+  found.height = info.image_height;
+  found.components = static_cast<unsigned>(info.num_components);
+  found.progressive = info.progressive_mode != FALSE;
+  found.quality = estimateQuality(info);
+  for (int i = 1; i < info.num_components; ++i) {
+    const jpeg_component_info& part = info.comp_info[i];
+    if (part.h_samp_factor < info.max_h_samp_factor || part.v_samp_factor < info.max_v_samp_factor) {
+      found.chromaSubsampled = true;
+    }
+  }
+  if (found.components != 1 && found.components != 3 && found.components != 4) {
+    return Error{ErrorKind::unsupported, "JPEG with an unusual number of components"};
+  }
+  if (!fitsPixelLimit(found.width, found.height, found.components, 8)) {
+    return Error{ErrorKind::limit, "JPEG larger than the limit"};
+  }
+  return found;
+}
+
+// ISO 32000-1, Table 13: the Adobe marker decides, else /ColorTransform, else the library's own guess.
+void chooseColor(jpeg_decompress_struct& info, std::optional<int> colorTransform) {
+  if (info.num_components == 3) {
+    if (!info.saw_Adobe_marker && colorTransform) {
+      info.jpeg_color_space = *colorTransform != 0 ? JCS_YCbCr : JCS_RGB;
+    }
+    info.out_color_space = JCS_RGB;
+  } else if (info.num_components == 4) {
+    if (!info.saw_Adobe_marker && colorTransform) {
+      info.jpeg_color_space = *colorTransform != 0 ? JCS_YCCK : JCS_CMYK;
+    }
+    info.out_color_space = JCS_CMYK;
+  } else {
+    info.jpeg_color_space = info.out_color_space = JCS_GRAYSCALE;
+  }
+}
+
+bool decodeInto(Decompressor& jpeg, Pixels& pixels) {
+  if (setjmp(jpeg.errors.jump) != 0) return false;
+  jpeg_decompress_struct& info = jpeg.info;
+  if (info.progressive_mode) {
+    // Feed the scans one by one, so that their number is bounded.
+    info.buffered_image = TRUE;
+    jpeg_start_decompress(&info);
+    while (!jpeg_input_complete(&info)) {
+      if (jpeg_consume_input(&info) == JPEG_SUSPENDED) return false;
+      if (info.input_scan_number > maxScans) return false;
+    }
+    jpeg_start_output(&info, info.input_scan_number);
+  } else {
+    jpeg_start_decompress(&info);
+  }
+  while (info.output_scanline < info.output_height) {
+    JSAMPROW row = pixels.row(info.output_scanline);
+    jpeg_read_scanlines(&info, &row, 1);
+  }
+  if (info.buffered_image) jpeg_finish_output(&info);
+  jpeg_finish_decompress(&info);
+  return true;
+}
+
+bool encodeFrom(Compressor& jpeg, const Pixels& pixels, const JpegOptions& options, bool progressive) {
+  if (setjmp(jpeg.errors.jump) != 0) return false;
+  jpeg_compress_struct& info = jpeg.info;
+  info.image_width = pixels.width();
+  info.image_height = pixels.height();
+  info.input_components = static_cast<int>(pixels.channels());
+  info.in_color_space = pixels.channels() == 1 ? JCS_GRAYSCALE : pixels.channels() == 3 ? JCS_RGB : JCS_CMYK;
+  jpeg_set_defaults(&info);
+  if (pixels.channels() == 4) jpeg_set_colorspace(&info, JCS_YCCK);
+  jpeg_set_quality(&info, options.quality, TRUE);
+  if (pixels.channels() >= 3) {
+    const int factor = options.subsampleChroma ? 2 : 1;
+    for (int i = 0; i < info.num_components; ++i) {
+      const bool full = i == 0 || i == 3;
+      info.comp_info[i].h_samp_factor = info.comp_info[i].v_samp_factor = full ? factor : 1;
+    }
+  }
+  info.write_JFIF_header = FALSE;
+  info.dct_method = JDCT_ISLOW;
+  if (!options.draft) {
+    info.optimize_coding = TRUE;
+    if (progressive) jpeg_simple_progression(&info);
+  }
+  jpeg_start_compress(&info, TRUE);
+  while (info.next_scanline < info.image_height) {
+    JSAMPROW row = const_cast<JSAMPROW>(pixels.row(info.next_scanline));
+    jpeg_write_scanlines(&info, &row, 1);
+  }
+  jpeg_finish_compress(&info);
+  return true;
+}
+
+bool readCoefficients(Decompressor& jpeg, jvirt_barray_ptr*& coefficients) {
+  if (setjmp(jpeg.errors.jump) != 0) return false;
+  coefficients = jpeg_read_coefficients(&jpeg.info);
+  return coefficients != nullptr && jpeg.info.input_scan_number <= maxScans;
+}
+
+bool writeCoefficients(Compressor& out, Decompressor& in, jvirt_barray_ptr* coefficients, bool progressive) {
+  if (setjmp(out.errors.jump) != 0) return false;
+  // Errors while the source's arrays are read leave through the same jump.
+  jpeg_compress_struct& info = out.info;
+  jpeg_copy_critical_parameters(&in.info, &info);
+  bool plainIds = true;
+  for (int i = 0; i < info.num_components; ++i)
+    plainIds = plainIds && info.comp_info[i].component_id == i + 1;
+  info.write_JFIF_header = plainIds ? FALSE : in.info.saw_JFIF_marker;
+  info.write_Adobe_marker = in.info.saw_Adobe_marker;
+  info.optimize_coding = TRUE;
+  if (progressive) {
+    jpeg_simple_progression(&info);
+  } else {
+    info.scan_info = nullptr;
+    info.num_scans = 0;
+  }
+  jpeg_write_coefficients(&info, coefficients);
+  jpeg_finish_compress(&info);
+  return true;
+}
+
+// Below this a sequential file is often the smaller one; above it progressive coding practically always wins.
+constexpr std::size_t tryBothBelow = 24 << 10;
+
+}  // namespace
+
+Result<JpegInfo> readJpegInfo(ByteView data) {
+  Decompressor jpeg(data);
+  return checkedInfo(jpeg);
+}
+
+Result<Pixels> decodeJpeg(ByteView data, std::optional<int> colorTransform) {
+  Decompressor jpeg(data);
+  Result<JpegInfo> info = checkedInfo(jpeg);
+  if (!info) return info.error();
+  chooseColor(jpeg.info, colorTransform);
+  const ColorKind kind = info->components == 1   ? ColorKind::grey
+                         : info->components == 3 ? ColorKind::rgb
+                                                 : ColorKind::cmyk;
+  Pixels pixels(info->width, info->height, info->components, kind);
+  if (!decodeInto(jpeg, pixels)) return failure(jpeg.errors, reinterpret_cast<j_common_ptr>(&jpeg.info));
+  if (jpeg.errors.damaged) return Error{ErrorKind::damaged, "JPEG data is damaged"};
+  return pixels;
+}
+
+Result<EncodedImage> encodeJpeg(const Pixels& pixels, const JpegOptions& options) {
+  if (pixels.bits() != 8 || (pixels.channels() != 1 && pixels.channels() != 3 && pixels.channels() != 4)) {
+    return Error{ErrorKind::unsupported, "JPEG codes 8-bit grey, RGB and CMYK only"};
+  }
+  EncodedImage image;
+  image.codec = Codec::jpeg;
+  image.filter = "DCTDecode";
+  image.width = pixels.width();
+  image.height = pixels.height();
+  image.kind = pixels.kind();
+  image.lossless = false;
+  // Without a marker three components are YCbCr to every reader; four are not, and the Adobe marker says
+  // YCCK.
+  Compressor first;
+  if (!encodeFrom(first, pixels, options, true)) {
+    return failure(first.errors, reinterpret_cast<j_common_ptr>(&first.info));
+  }
+  image.data = first.bytes();
+  if (!options.draft && image.data.size() < tryBothBelow) {
+    Compressor second;
+    if (encodeFrom(second, pixels, options, false) && second.size < image.data.size())
+      image.data = second.bytes();
+  }
+  return image;
+}
+
+Result<Bytes> optimizeJpeg(ByteView data) {
+  Decompressor source(data);
+  Result<JpegInfo> info = checkedInfo(source);
+  if (!info) return info.error();
+  jvirt_barray_ptr* coefficients = nullptr;
+  if (!readCoefficients(source, coefficients)) {
+    return failure(source.errors, reinterpret_cast<j_common_ptr>(&source.info));
+  }
+  if (source.errors.damaged) return Error{ErrorKind::damaged, "JPEG data is damaged"};
+  Compressor first;
+  if (!writeCoefficients(first, source, coefficients, true)) {
+    return failure(first.errors, reinterpret_cast<j_common_ptr>(&first.info));
+  }
+  Bytes best = first.bytes();
+  if (best.size() < tryBothBelow) {
+    Compressor second;
+    if (writeCoefficients(second, source, coefficients, false) && second.size < best.size())
+      best = second.bytes();
+  }
+  return best;
+}
+
+}  // namespace optimizer

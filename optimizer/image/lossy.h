@@ -1,0 +1,33 @@
+// Lossy coding to a look: the lowest quality whose picture, decoded again, still passes for the original.
+#pragma once
+
+#include <optional>
+
+#include "optimizer/codec/codec.h"
+#include "optimizer/image/pixels.h"
+#include "optimizer/image/score.h"
+
+namespace optimizer {
+
+// What a lossy candidate must keep. Viewed at normal size (see viewingDpi): `structure`, `busy` and `worst`
+// are the least allowed, `chroma` the most. At its own size the candidate must keep `closeUp` of its
+// structure.
+struct LookFloor {
+  double structure, busy, worst, chroma, closeUp;
+};
+
+// Normal viewing is a page at this resolution.
+constexpr double viewingDpi = 100;
+
+bool passes(const Look& look, const LookFloor& floor);
+
+struct LookTarget {
+  const LookReference& view;     // the original as it is looked at
+  const LookReference& closeUp;  // the pixels to be coded, at their own size
+  LookFloor floor;
+};
+
+// JPEG of pixels at the lowest quality, not above `highest`, that passes the target; nothing where none does.
+std::optional<EncodedImage> encodeJpegForLook(const Pixels& pixels, const LookTarget& target, int highest);
+
+}  // namespace optimizer

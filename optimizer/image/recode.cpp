@@ -1,0 +1,424 @@
+#include "optimizer/image/recode.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "optimizer/codec/bitonal_codec.h"
+#include "optimizer/codec/flate.h"
+#include "optimizer/codec/jpeg.h"
+#include "optimizer/image/classify.h"
+#include "optimizer/image/decode.h"
+#include "optimizer/image/lossy.h"
+#include "optimizer/image/quantize.h"
+#include "optimizer/image/resample.h"
+#include "optimizer/image/score.h"
+
+namespace optimizer {
+namespace {
+
+// What the perceptual quality holds: pictures at normal viewing size pass for the original. Masks shape
+// edges, so they are held higher; so are charts and screenshots, where the eye expects clean flat colours.
+constexpr LookFloor pictureFloor = {0.965, 0.945, 0.72, 4.0, 0.88};
+constexpr LookFloor syntheticFloor = {0.985, 0.965, 0.85, 3.0, 0.95};
+constexpr LookFloor maskFloor = {0.985, 0.965, 0.80, 3.0, 0.95};
+
+// A lossy form must be this much smaller than the best lossless one to be worth its loss.
+constexpr double lossyAdvantage = 0.92;
+// Below this many bytes an image is not worth any loss.
+constexpr std::size_t tinyImage = 600;
+
+// The candidates of one image, compared as they come.
+class Choice {
+ public:
+  explicit Choice(std::size_t stored) : lossless_(stored) {}
+
+  // Ties go to the earlier one: callers offer the simpler coding first.
+  void offer(EncodedImage image, bool sameSamples = false) {
+    const std::size_t size = image.cost();
+    if (image.lossless) {
+      if (size >= lossless_) return;
+      lossless_ = size;
+      bestLossless_ = RecodedImage{std::move(image), sameSamples, false};
+    } else {
+      if (bestLossy_ && size >= bestLossy_->image.cost()) return;
+      bestLossy_ = RecodedImage{std::move(image), sameSamples, false};
+    }
+  }
+
+  std::size_t losslessSize() const { return lossless_; }
+  bool hasLossy() const { return bestLossy_.has_value(); }
+
+  std::optional<RecodedImage> take(double advantage) {
+    if (bestLossy_ &&
+        static_cast<double>(bestLossy_->image.cost()) < advantage * static_cast<double>(lossless_)) {
+      return std::move(bestLossy_);
+    }
+    return std::move(bestLossless_);
+  }
+
+ private:
+  std::size_t lossless_;
+  std::optional<RecodedImage> bestLossless_, bestLossy_;
+};
+
+struct Size {
+  std::uint32_t width, height;
+  bool operator==(const Size&) const = default;
+};
+
+std::uint32_t sideFor(std::uint32_t side, double dpi, double resolution) {
+  if (dpi <= resolution) return side;
+  return std::clamp(static_cast<std::uint32_t>(std::ceil(side * resolution / dpi - 0.01)), 1u, side);
+}
+
+Size targetSize(const ImageJob& job, const Resampling& wanted) {
+  const Size whole{job.source.width, job.source.height};
+  if (job.losslessOnly || wanted.resolution <= 0) return whole;
+  const double threshold = std::max(wanted.threshold, wanted.resolution);
+  if (std::max(job.dpiX, job.dpiY) <= threshold) return whole;
+  return {sideFor(whole.width, job.dpiX, wanted.resolution),
+          sideFor(whole.height, job.dpiY, wanted.resolution)};
+}
+
+std::uint32_t viewSide(std::uint32_t side, double dpi) {
+  if (dpi <= viewingDpi) return side;
+  return std::max(1u, static_cast<std::uint32_t>(std::lround(side * viewingDpi / dpi)));
+}
+
+unsigned bitsForColors(std::size_t colors) {
+  return colors <= 2 ? 1 : colors <= 4 ? 2 : colors <= 16 ? 4 : 8;
+}
+
+PackedSamples packIndexes(const Pixels& indexes, unsigned bits) {
+  PackedSamples packed{indexes.width(),
+                       indexes.height(),
+                       1,
+                       bits,
+                       ColorKind::indexed,
+                       (std::size_t{indexes.width()} * bits + 7) / 8,
+                       {}};
+  packed.samples.resize(packed.stride * packed.height);
+  for (std::uint32_t y = 0; y < indexes.height(); ++y) {
+    const std::uint8_t* in = indexes.row(y);
+    std::uint8_t* out = packed.samples.data() + packed.stride * y;
+    for (std::uint32_t x = 0; x < indexes.width(); ++x) {
+      const std::size_t at = std::size_t{x} * bits;
+      out[at >> 3] = static_cast<std::uint8_t>(out[at >> 3] | (in[x] << (8 - bits - (at & 7))));
+    }
+  }
+  return packed;
+}
+
+EncodedImage encodeIndexed(const Pixels& indexes, const Bytes& palette, unsigned channels,
+                           ColorKind paletteKind) {
+  EncodedImage image = encodeFlate(packIndexes(indexes, bitsForColors(palette.size() / channels)));
+  image.kind = ColorKind::indexed;
+  image.palette = palette;
+  image.paletteKind = paletteKind;
+  return image;
+}
+
+// Palette entries sorted by brightness: neighbouring shades get neighbouring indexes, which codes better.
+Bytes sortedPalette(const Bytes& palette, unsigned channels) {
+  std::vector<Bytes> colors;
+  for (std::size_t i = 0; i + channels <= palette.size(); i += channels) {
+    colors.emplace_back(palette.begin() + static_cast<std::ptrdiff_t>(i),
+                        palette.begin() + static_cast<std::ptrdiff_t>(i + channels));
+  }
+  const auto brightness = [](const Bytes& color) {
+    unsigned sum = 0;
+    for (std::uint8_t sample : color) sum += sample;
+    return sum;
+  };
+  std::sort(colors.begin(), colors.end(), [&](const Bytes& a, const Bytes& b) {
+    return brightness(a) != brightness(b) ? brightness(a) < brightness(b) : a < b;
+  });
+  Bytes sorted;
+  for (const Bytes& color : colors) sorted.insert(sorted.end(), color.begin(), color.end());
+  return sorted;
+}
+
+// Grey levels that fit 1, 2 or 4 bits exactly: the depth they need; 8 where they need it all.
+unsigned bitsForLevels(const Bytes& levels) {
+  for (unsigned bits : {1u, 2u, 4u}) {
+    const unsigned step = 255 / ((1u << bits) - 1);
+    if (std::all_of(levels.begin(), levels.end(), [step](std::uint8_t level) { return level % step == 0; }))
+      return bits;
+  }
+  return 8;
+}
+
+EncodedImage encodeGrey(const Pixels& grey, const std::optional<Bytes>& levels) {
+  const unsigned bits = levels ? bitsForLevels(*levels) : 8;
+  if (bits == 8) return encodeFlate(grey);
+  Pixels indexes = grey;
+  const unsigned step = 255 / ((1u << bits) - 1);
+  for (std::uint8_t& sample : indexes.samples()) sample = static_cast<std::uint8_t>(sample / step);
+  EncodedImage image = encodeFlate(packIndexes(indexes, bits));
+  image.kind = ColorKind::grey;
+  return image;
+}
+
+// Everything that may be done to the pixels of one image, after decoding.
+class Recoding {
+ public:
+  Recoding(const ImageJob& job, const Settings& settings)
+      : job_(job), settings_(settings), choice_(job.source.storedBytes) {}
+
+  std::optional<RecodedImage> run();
+
+ private:
+  bool lossyAllowed() const {
+    return !job_.losslessOnly && settings_.imageQuality < 100 && job_.role != ImageRole::stencil;
+  }
+  bool sampled() const {
+    return job_.source.coding == ImageCoding::raw || job_.source.coding == ImageCoding::flate;
+  }
+
+  void offerSameSamples();
+  void offerBitonal(const Pixels& pixels, bool lossless);
+  void offerLossless(const Pixels& pixels, const ImageFacts& facts, bool exact);
+  void offerLossy(const Pixels& original, const Pixels& pixels, const ImageFacts& facts);
+  void bitonalImage(const Pixels& pixels);
+  void tonedImage(Pixels pixels);
+  Pixels reduced(const Pixels& pixels, Size size) const;
+
+  const ImageJob& job_;
+  const Settings& settings_;
+  Choice choice_;
+};
+
+// Any coding whose samples need no understanding: the same samples in fewer bytes.
+void Recoding::offerSameSamples() {
+  if (job_.source.coding == ImageCoding::jpeg) {
+    Result<Bytes> smaller = optimizeJpeg(job_.source.data);
+    if (!smaller) return;
+    EncodedImage image;
+    image.codec = Codec::jpeg;
+    image.filter = "DCTDecode";
+    if (job_.source.colorTransform) {
+      image.decodeParms = "<</ColorTransform " + std::to_string(*job_.source.colorTransform) + ">>";
+    }
+    image.width = job_.source.width;
+    image.height = job_.source.height;
+    image.data = std::move(*smaller);
+    choice_.offer(std::move(image), true);
+  } else if (sampled()) {
+    Result<PackedSamples> samples = decodeSamples(job_.source);
+    if (samples) choice_.offer(encodeFlate(*samples), true);
+  }
+}
+
+void Recoding::offerBitonal(const Pixels& pixels, bool lossless) {
+  EncodedImage flate = encodeFlate(pixels);
+  flate.lossless = lossless;
+  EncodedImage bitonal = encodeBitonal(pixels);
+  bitonal.lossless = lossless;
+  if (allows(settings_.bitonalCodecs, Codec::bitonal)) choice_.offer(std::move(bitonal));
+  if (allows(settings_.bitonalCodecs, Codec::flate) || allows(settings_.bitonalCodecs, Codec::automatic)) {
+    choice_.offer(std::move(flate));
+  }
+}
+
+void Recoding::bitonalImage(const Pixels& pixels) {
+  offerBitonal(pixels, true);
+  const Size size = targetSize(job_, settings_.bitonal);
+  if (size == Size{pixels.width(), pixels.height()} || settings_.imageQuality >= 100) return;
+  const Pixels grey = resample(expandTo8Bits(pixels), size.width, size.height);
+  const Pixels bitonal = thresholdTo1Bit(grey);
+  if (settings_.perceptualQuality) {
+    const LookReference view(expandTo8Bits(pixels), viewSide(job_.source.width, job_.dpiX),
+                             viewSide(job_.source.height, job_.dpiY));
+    if (!passes(view.compare(bitonal), maskFloor)) return;
+  }
+  offerBitonal(bitonal, false);
+}
+
+void Recoding::offerLossless(const Pixels& pixels, const ImageFacts& facts, bool exact) {
+  const bool reduce = settings_.reduceColorComplexity || !exact;
+  const auto offer = [&](EncodedImage image) {
+    image.lossless = exact;
+    choice_.offer(std::move(image));
+  };
+  const ColorKind kind = pixels.kind();
+  // RGB that is grey: as DeviceGray where that looks the same; else a palette in its own space does as well.
+  const bool toGrey = reduce && facts.grey && kind == ColorKind::rgb && job_.deviceColors;
+  if (kind == ColorKind::grey || toGrey) {
+    const Pixels grey = firstChannel(pixels);
+    std::optional<Bytes> levels;
+    if (facts.palette && reduce) {
+      levels.emplace();
+      for (std::size_t i = 0; i < facts.palette->size(); i += pixels.channels())
+        levels->push_back((*facts.palette)[i]);
+    }
+    if (levels && bitsForLevels(*levels) == 1 && job_.source.color.kind != ColorKind::indexed) {
+      Pixels bitonal = thresholdTo1Bit(grey);
+      offerBitonal(bitonal, exact);
+    }
+    offer(encodeGrey(grey, levels));
+  } else if (kind != ColorKind::indexed) {
+    // A palette of some hundred colours almost always beats three samples a pixel; without one there is no
+    // choice.
+    if (!facts.palette || !reduce || pixels.pixelCount() < 256) offer(encodeFlate(pixels));
+  }
+  // SMask must stay DeviceGray (ISO 32000-1, Table 145), so masks get no palette.
+  if (reduce && facts.palette && job_.role == ImageRole::picture && kind != ColorKind::other &&
+      (facts.colors <= 16 || pixels.channels() > 1 || kind == ColorKind::indexed)) {
+    const Bytes palette = sortedPalette(*facts.palette, pixels.channels());
+    offer(encodeIndexed(indexByPalette(pixels, palette), palette, pixels.channels(), kind));
+  }
+}
+
+void Recoding::offerLossy(const Pixels& original, const Pixels& pixels, const ImageFacts& facts) {
+  const ColorKind kind = pixels.kind();
+  const bool jpegSuits = allows(settings_.continuousCodecs, Codec::jpeg) &&
+                         (kind != ColorKind::other || pixels.channels() == 1) &&
+                         facts.kind != ImageClass::bitonal;
+  const bool toGrey =
+      settings_.reduceColorComplexity && facts.grey && kind == ColorKind::rgb && job_.deviceColors;
+  const Pixels coded = toGrey ? firstChannel(pixels) : pixels;
+  int highest = 95;
+  if (job_.source.coding == ImageCoding::jpeg && pixels.width() == job_.source.width &&
+      pixels.height() == job_.source.height) {
+    // What is already as coarse as it would become is not coded twice.
+    const Result<JpegInfo> info = readJpegInfo(job_.source.data);
+    if (info) highest = settings_.forceRecompression ? info->quality : info->quality - 6;
+  }
+  if (!settings_.perceptualQuality) {
+    const int quality = settings_.imageQuality;
+    if (!jpegSuits || quality > highest) return;
+    JpegOptions options;
+    options.quality = quality;
+    options.subsampleChroma = quality < 90 && facts.kind == ImageClass::continuous;
+    Result<EncodedImage> image = encodeJpeg(coded, options);
+    if (image) choice_.offer(std::move(*image));
+    return;
+  }
+  const LookReference view(original, viewSide(job_.source.width, job_.dpiX),
+                           viewSide(job_.source.height, job_.dpiY));
+  const LookReference closeUp(pixels, pixels.width(), pixels.height());
+  const bool synthetic = facts.kind == ImageClass::synthetic;
+  const LookFloor floor = job_.role == ImageRole::softMask ? maskFloor
+                          : synthetic                      ? syntheticFloor
+                                                           : pictureFloor;
+  const LookTarget target{view, closeUp, floor};
+  if (synthetic && job_.role == ImageRole::picture && !facts.palette &&
+      (kind == ColorKind::rgb || kind == ColorKind::grey)) {
+    for (std::size_t colors : {std::size_t{256}, std::size_t{64}, std::size_t{16}}) {
+      const QuantizedImage quantized = quantize(coded, colors);
+      ImageColorSpace space;
+      space.baseKind = coded.kind();
+      space.baseComponents = coded.channels();
+      space.palette = quantized.palette;
+      const Pixels shown = applyPalette(quantized.indexes, space);
+      if (!passes(view.compare(shown), syntheticFloor)) break;
+      EncodedImage image =
+          encodeIndexed(quantized.indexes, quantized.palette, coded.channels(), coded.kind());
+      image.lossless = false;
+      choice_.offer(std::move(image));
+    }
+  }
+  if (!jpegSuits) return;
+  std::optional<EncodedImage> image = encodeJpegForLook(coded, target, highest);
+  if (image) choice_.offer(std::move(*image));
+}
+
+Pixels Recoding::reduced(const Pixels& pixels, Size size) const {
+  if (job_.softMask && job_.softMask->width == pixels.width() && job_.softMask->height == pixels.height()) {
+    const Result<Pixels> mask = decodeImage(*job_.softMask);
+    if (mask && mask->channels() == 1 && mask->kind() == ColorKind::grey) {
+      return resampleUnderMask(pixels, expandTo8Bits(*mask), size.width, size.height);
+    }
+  }
+  return resample(pixels, size.width, size.height);
+}
+
+void Recoding::tonedImage(Pixels pixels) {
+  const bool wasIndexed = pixels.kind() == ColorKind::indexed;
+  if (wasIndexed) pixels = applyPalette(pixels, job_.source.color);
+  const ImageFacts facts = measureImage(pixels);
+  const bool grey = pixels.kind() == ColorKind::grey || (facts.grey && pixels.kind() == ColorKind::rgb);
+  const Size size = targetSize(job_, grey ? settings_.monochrome : settings_.color);
+  const bool whole = pixels.width() == job_.source.width && pixels.height() == job_.source.height;
+  const bool resampling = size.width < pixels.width() || size.height < pixels.height();
+
+  // At full size and without loss: hopeless for photographs, which are the ones that would cost the time.
+  const bool worthLossless = !lossyAllowed() || facts.kind != ImageClass::continuous || facts.palette ||
+                             pixels.pixelCount() < 64 * 64;
+  if (whole && worthLossless && job_.source.coding != ImageCoding::jpeg &&
+      job_.source.coding != ImageCoding::jpx) {
+    offerLossless(pixels, facts, true);
+  }
+  if (!lossyAllowed() || choice_.losslessSize() < tinyImage) return;
+  if (!resampling) {
+    offerLossy(pixels, pixels, facts);
+    return;
+  }
+  const Pixels smaller = reduced(pixels, size);
+  const ImageFacts smallerFacts = measureImage(smaller);
+  ImageFacts judged = smallerFacts;
+  if (facts.kind == ImageClass::synthetic) judged.kind = ImageClass::synthetic;
+  if (settings_.perceptualQuality) {
+    const LookReference view(pixels, viewSide(job_.source.width, job_.dpiX),
+                             viewSide(job_.source.height, job_.dpiY));
+    const LookFloor floor = job_.role == ImageRole::softMask ? maskFloor : pictureFloor;
+    if (!passes(view.compare(smaller), floor)) {
+      // Fine detail that the lower resolution cannot carry: keep the pixels, and let the quality do the work.
+      offerLossy(pixels, pixels, facts);
+      return;
+    }
+  }
+  if (judged.kind != ImageClass::continuous || smallerFacts.palette ||
+      !allows(settings_.continuousCodecs, Codec::jpeg) || smaller.kind() == ColorKind::other) {
+    offerLossless(smaller, smallerFacts, false);
+  }
+  offerLossy(pixels, smaller, judged);
+}
+
+std::optional<RecodedImage> Recoding::run() {
+  const ImageSource& source = job_.source;
+  const bool untouchable = source.colorKeyMask || source.color.lab || source.jpxAlpha;
+  if (job_.role == ImageRole::softMask && sampled() && source.color.kind != ColorKind::grey)
+    return std::nullopt;
+  if (untouchable || source.coding == ImageCoding::jpeg || job_.losslessOnly ||
+      source.color.kind == ColorKind::other ||
+      (!settings_.reduceColorComplexity && settings_.imageQuality >= 100) || source.bits == 16) {
+    offerSameSamples();
+  }
+  if (untouchable) return choice_.take(lossyAdvantage);
+  if (source.bits == 16 && !settings_.reduceColorComplexity && !lossyAllowed())
+    return choice_.take(lossyAdvantage);
+
+  const Size size = targetSize(job_, settings_.color);
+  const std::uint32_t reduce = std::max(1u, std::min(source.width / size.width, source.height / size.height));
+  Result<Pixels> pixels = decodeImage(source, reduce);
+  if (!pixels) return choice_.take(lossyAdvantage);
+
+  if (job_.role == ImageRole::softMask && settings_.reduceColorComplexity && pixels->bits() == 8 &&
+      pixels->width() == source.width && !source.matte &&
+      std::all_of(pixels->samples().begin(), pixels->samples().end(),
+                  [](std::uint8_t a) { return a == 255; })) {
+    RecodedImage opaque;
+    opaque.opaqueMask = true;
+    return opaque;
+  }
+  if (pixels->bits() == 1) {
+    bitonalImage(*pixels);
+  } else {
+    tonedImage(std::move(*pixels));
+  }
+  return choice_.take(settings_.forceRecompression ? 1.0 : lossyAdvantage);
+}
+
+}  // namespace
+
+std::optional<RecodedImage> recodeImage(const ImageJob& job, const Settings& settings) {
+  return Recoding(job, settings).run();
+}
+
+std::size_t recodingCost(const ImageJob& job) {
+  const std::size_t pixels = std::min<std::size_t>(decodedBytes(job.source), maxImageBytes);
+  return job.source.bits == 1 ? pixels * 4 : pixels * 4 + job.source.data.size();
+}
+
+}  // namespace optimizer

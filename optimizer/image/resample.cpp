@@ -1,0 +1,198 @@
+#include "optimizer/image/resample.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <vector>
+
+namespace optimizer {
+namespace {
+
+// For each target position the source positions it draws from, with weights in 1/16384.
+struct Taps {
+  std::uint32_t length = 0;           // of every run of weights
+  std::vector<std::uint32_t> first;   // first source position
+  std::vector<std::int16_t> weights;  // length per target position
+};
+
+constexpr int weightBits = 14;
+constexpr double one = 1 << weightBits;
+
+double lanczos(double x) {
+  constexpr double lobes = 3;
+  x = std::abs(x);
+  if (x < 1e-9) return 1;
+  if (x >= lobes) return 0;
+  const double angle = std::numbers::pi * x;
+  return lobes * std::sin(angle) * std::sin(angle / lobes) / (angle * angle);
+}
+
+// weight(distance in source pixels from the centre) for one target position; support is its reach.
+template <typename Weight>
+Taps makeTaps(std::uint32_t from, std::uint32_t to, double support, Weight weight) {
+  Taps taps;
+  const double scale = static_cast<double>(from) / to;
+  taps.length = std::min(from, static_cast<std::uint32_t>(std::ceil(support)) * 2 + 2);
+  taps.first.resize(to);
+  taps.weights.resize(std::size_t{to} * taps.length);
+  std::vector<double> run(taps.length);
+  for (std::uint32_t i = 0; i < to; ++i) {
+    const double centre = (i + 0.5) * scale - 0.5;
+    const double lowest = std::floor(centre - support);
+    const auto first =
+        static_cast<std::uint32_t>(std::clamp(lowest, 0.0, static_cast<double>(from - taps.length)));
+    std::fill(run.begin(), run.end(), 0.0);
+    double sum = 0;
+    const auto last = static_cast<long>(std::ceil(centre + support));
+    for (long at = static_cast<long>(lowest); at <= last; ++at) {
+      const double value = weight(static_cast<double>(at) - centre, scale);
+      const long inside = std::clamp<long>(at, first, static_cast<long>(first + taps.length) - 1);
+      run[static_cast<std::size_t>(inside - static_cast<long>(first))] += value;
+      sum += value;
+    }
+    std::int16_t* out = taps.weights.data() + std::size_t{i} * taps.length;
+    int total = 0;
+    std::size_t largest = 0;
+    for (std::size_t k = 0; k < taps.length; ++k) {
+      out[k] = static_cast<std::int16_t>(std::lround(run[k] / sum * (one - 1)));
+      total += out[k];
+      if (out[k] > out[largest]) largest = k;
+    }
+    out[largest] = static_cast<std::int16_t>(std::min(32767, out[largest] + (1 << weightBits) - total));
+    taps.first[i] = first;
+  }
+  return taps;
+}
+
+Taps lanczosTaps(std::uint32_t from, std::uint32_t to) {
+  const double scale = std::max(1.0, static_cast<double>(from) / to);
+  return makeTaps(from, to, 3 * scale,
+                  [scale](double distance, double) { return lanczos(distance / scale); });
+}
+
+Taps areaTaps(std::uint32_t from, std::uint32_t to) {
+  const double scale = std::max(1.0, static_cast<double>(from) / to);
+  return makeTaps(from, to, scale / 2 + 0.5, [](double distance, double step) {
+    return std::clamp(step / 2 + 0.5 - std::abs(distance), 0.0, 1.0);
+  });
+}
+
+std::uint8_t clampSample(std::int32_t value) {
+  return static_cast<std::uint8_t>(std::clamp((value + (1 << (weightBits - 1))) >> weightBits, 0, 255));
+}
+
+Pixels vertical(const Pixels& pixels, std::uint32_t height, const Taps& taps) {
+  Pixels out(pixels.width(), height, pixels.channels(), pixels.kind());
+  std::vector<std::int32_t> sums(pixels.stride());
+  for (std::uint32_t y = 0; y < height; ++y) {
+    std::fill(sums.begin(), sums.end(), 0);
+    const std::int16_t* weights = taps.weights.data() + std::size_t{y} * taps.length;
+    for (std::uint32_t k = 0; k < taps.length; ++k) {
+      const std::int32_t weight = weights[k];
+      if (weight == 0) continue;
+      const std::uint8_t* in = pixels.row(taps.first[y] + k);
+      for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += weight * in[i];
+    }
+    std::uint8_t* to = out.row(y);
+    for (std::size_t i = 0; i < sums.size(); ++i) to[i] = clampSample(sums[i]);
+  }
+  return out;
+}
+
+template <unsigned N>
+void horizontalRow(const std::uint8_t* in, std::uint8_t* out, std::uint32_t width, const Taps& taps) {
+  for (std::uint32_t x = 0; x < width; ++x) {
+    const std::int16_t* weights = taps.weights.data() + std::size_t{x} * taps.length;
+    const std::uint8_t* from = in + std::size_t{taps.first[x]} * N;
+    std::int32_t sums[N] = {};
+    for (std::uint32_t k = 0; k < taps.length; ++k) {
+      for (unsigned c = 0; c < N; ++c) sums[c] += weights[k] * from[k * N + c];
+    }
+    for (unsigned c = 0; c < N; ++c) out[x * N + c] = clampSample(sums[c]);
+  }
+}
+
+Pixels horizontal(const Pixels& pixels, std::uint32_t width, const Taps& taps) {
+  const unsigned channels = pixels.channels();
+  Pixels out(width, pixels.height(), channels, pixels.kind());
+  for (std::uint32_t y = 0; y < pixels.height(); ++y) {
+    const std::uint8_t* in = pixels.row(y);
+    std::uint8_t* to = out.row(y);
+    if (channels == 1) {
+      horizontalRow<1>(in, to, width, taps);
+    } else if (channels == 3) {
+      horizontalRow<3>(in, to, width, taps);
+    } else if (channels == 4) {
+      horizontalRow<4>(in, to, width, taps);
+    } else {
+      for (std::uint32_t x = 0; x < width; ++x) {
+        for (unsigned c = 0; c < channels; ++c) {
+          std::int32_t sum = 0;
+          for (std::uint32_t k = 0; k < taps.length; ++k) {
+            sum += taps.weights[std::size_t{x} * taps.length + k] *
+                   in[std::size_t{taps.first[x] + k} * channels + c];
+          }
+          to[std::size_t{x} * channels + c] = clampSample(sum);
+        }
+      }
+    }
+  }
+  return out;
+}
+
+Pixels apply(const Pixels& pixels, std::uint32_t width, std::uint32_t height,
+             Taps (*make)(std::uint32_t, std::uint32_t)) {
+  if (height == pixels.height() && width == pixels.width()) return pixels;
+  if (height == pixels.height()) return horizontal(pixels, width, make(pixels.width(), width));
+  const Pixels shorter = vertical(pixels, height, make(pixels.height(), height));
+  return width == pixels.width() ? shorter : horizontal(shorter, width, make(pixels.width(), width));
+}
+
+// Above this many times the target, averaging whole blocks first loses nothing that Lanczos would keep.
+constexpr std::uint32_t strongReduction = 4;
+
+}  // namespace
+
+Pixels areaAverage(const Pixels& pixels, std::uint32_t width, std::uint32_t height) {
+  return apply(pixels, std::min(width, pixels.width()), std::min(height, pixels.height()), areaTaps);
+}
+
+Pixels resample(const Pixels& pixels, std::uint32_t width, std::uint32_t height) {
+  width = std::min(width, pixels.width());
+  height = std::min(height, pixels.height());
+  if (pixels.width() / width >= strongReduction || pixels.height() / height >= strongReduction) {
+    const Pixels near =
+        areaAverage(pixels, std::min(pixels.width(), width * 2), std::min(pixels.height(), height * 2));
+    return apply(near, width, height, lanczosTaps);
+  }
+  return apply(pixels, width, height, lanczosTaps);
+}
+
+Pixels resampleUnderMask(const Pixels& pixels, const Pixels& alpha, std::uint32_t width,
+                         std::uint32_t height) {
+  const unsigned channels = pixels.channels();
+  // The colours weighted by alpha, beside alpha itself, reduced by averages only: negative lobes have no
+  // meaning here.
+  Pixels weighted = pixels;
+  for (std::size_t i = 0; i < pixels.pixelCount(); ++i) {
+    const unsigned a = alpha.samples()[i];
+    std::uint8_t* sample = weighted.samples().data() + i * channels;
+    for (unsigned c = 0; c < channels; ++c)
+      sample[c] = static_cast<std::uint8_t>((sample[c] * a + 127) / 255);
+  }
+  const Pixels colors = areaAverage(weighted, width, height), cover = areaAverage(alpha, width, height);
+  Pixels out = resample(pixels, width, height);
+  for (std::size_t i = 0; i < out.pixelCount(); ++i) {
+    const unsigned a = cover.samples()[i];
+    // Fully covered pixels keep the sharper filter; hardly covered ones have too few levels left to divide
+    // by.
+    if (a >= 250 || a < 16) continue;
+    for (unsigned c = 0; c < channels; ++c) {
+      const unsigned sample = (colors.samples()[i * channels + c] * 255u + a / 2) / a;
+      out.samples()[i * channels + c] = static_cast<std::uint8_t>(std::min(255u, sample));
+    }
+  }
+  return out;
+}
+
+}  // namespace optimizer

@@ -1,0 +1,38 @@
+// How much of its look an image keeps: the judge of every lossy candidate.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "optimizer/image/pixels.h"
+
+namespace optimizer {
+
+// 1 is the same picture. `structure` is the mean structural similarity (SSIM) of the luma; `busy` weighs each
+// place by how much it shows, so that text and edges count and empty paper does not; `worst` is the mean of
+// the worst hundredth part; `chroma` is the root mean square error of the colour differences, in levels of
+// 255.
+struct Look {
+  double structure = 1, busy = 1, worst = 1, chroma = 0;
+};
+
+// The reference, prepared once for many comparisons at one viewing size.
+class LookReference {
+ public:
+  // width, height: the size at which both pictures are looked at, at most that of the reference.
+  LookReference(const Pixels& reference, std::uint32_t width, std::uint32_t height);
+
+  // candidate: any size; it is shown at the viewing size too.
+  Look compare(const Pixels& candidate) const;
+
+ private:
+  struct Planes {
+    Pixels luma, blue, red;  // blue and red empty for grey
+  };
+  Planes view(const Pixels& pixels) const;
+
+  std::uint32_t width_, height_;
+  Planes reference_;
+};
+
+}  // namespace optimizer
