@@ -5,6 +5,7 @@
 #include "kelvara/access.h"
 #include "kelvara/command.h"
 #include "kelvara/profile_commands.h"
+#include "kelvara/profile_editing.h"
 #include "kelvara/stats.h"
 
 namespace kelvara {
@@ -87,6 +88,41 @@ std::vector<Command> makeCommands() {
        1,
        anyNumber,
        exportProfile},
+      {"profile new",
+       "FILE.kelvcp [KEY=VALUE...]",
+       "Make a profile of your own",
+       "It starts as a ready profile and takes the keys that you set. Switches take true or false, yes or "
+       "no, 1 or 0.",
+       {{"--from", "NAME", "start from this ready profile instead of web"}},
+       {{"kelvara profile new mine.kelvcp imageResolution=200", "like web, but with images at 200 dpi"},
+        {"kelvara profile new flat.kelvcp --from print stripAndFlattenFormFields=yes",
+         "like print, with forms filled in"}},
+       1,
+       anyNumber,
+       newProfile},
+      {"profile edit",
+       "FILE [KEY=VALUE...]",
+       "Change a profile of your own",
+       "The first profile of the file, which is the one that kelv uses. The file changes whole or not at "
+       "all.",
+       {{"--unset", "KEY", "let a key have its default again"}},
+       {{"kelvara profile edit mine.kelvcp imageQuality=0.6 removeAuthor=yes", "sets two keys"},
+        {"kelvara profile edit mine.kelvcp --unset removeAuthor", "takes one out"}},
+       1,
+       anyNumber,
+       editProfile},
+      {"profile check",
+       "FILE",
+       "Check a profile for what kelv would not use",
+       "kelv takes defaults for values that it cannot use, without a word. This names them, with unknown "
+       "keys, values out of\n"
+       "range and settings without effect. The exit status is 1 when something is wrong; notes alone are no "
+       "failure.",
+       {json},
+       {{"kelvara profile check mine.kelvcp", "one line for each finding"}},
+       1,
+       1,
+       checkProfileFile},
   };
 }
 

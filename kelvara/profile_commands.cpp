@@ -19,11 +19,11 @@ constexpr const char* listRemedy = "Ready profiles are listed by: kelvara profil
 // A ready profile by its name, or the first profile of a file.
 std::optional<kelv::CompressionProfile> findProfile(Context& context, const std::string& nameOrFile) {
   if (const ReadyProfile* ready = findReadyProfile(nameOrFile)) return ready->values;
-  auto profile = readProfile(context.services, absolutePath(context, nameOrFile));
-  if (profile.ok()) return std::move(*profile);
+  auto profiles = readProfiles(context.services, absolutePath(context, nameOrFile));
+  if (profiles.ok()) return std::move(profiles->front());
   failure(context,
           "there is no ready profile “" + nameOrFile + "”, and no profile file of that name can be read. " +
-              profile.error().localizedDescription(),
+              profiles.error().localizedDescription(),
           listRemedy);
   return std::nullopt;
 }

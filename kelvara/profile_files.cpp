@@ -25,8 +25,7 @@ platform::Status writeWhole(const std::string& text, const std::string& path) {
 
 }  // namespace
 
-platform::Result<kelv::CompressionProfile> readProfile(platform::Services& services,
-                                                       const std::string& path) {
+platform::Result<Profiles> readProfiles(platform::Services& services, const std::string& path) {
   const auto bytes = services.files.readFile(path);
   if (!bytes.ok()) return bytes.error();
   const auto list = platform::parsePropertyList(*bytes);
@@ -37,18 +36,24 @@ platform::Result<kelv::CompressionProfile> readProfile(platform::Services& servi
   }
   if (items->empty())
     return plainError("It holds no profile: kelv would use its default profile without a word.");
+  Profiles profiles;
   for (const platform::PropertyList& item : *items) {
-    if (item.dictionaryEntries() != nullptr) continue;
-    return plainError(
-        "It holds something else than profiles: kelv would use its default profile without a word.");
+    if (item.dictionaryEntries() == nullptr) {
+      return plainError(
+          "It holds something else than profiles: kelv would use its default profile without a word.");
+    }
+    profiles.push_back(*item.dictionaryEntries());
   }
-  return *items->front().dictionaryEntries();
+  return profiles;
 }
 
-platform::Status writeProfile(platform::Services& services, const kelv::CompressionProfile& profile,
-                              const std::string& path, bool overwrite) {
-  const auto text = platform::writeXmlPropertyList(
-      platform::PropertyList::array({platform::PropertyList::dictionary(profile)}));
+platform::Status writeProfiles(platform::Services& services, const Profiles& profiles,
+                               const std::string& path, bool overwrite) {
+  platform::PropertyListArray items;
+  for (const kelv::CompressionProfile& profile : profiles) {
+    items.push_back(platform::PropertyList::dictionary(profile));
+  }
+  const auto text = platform::writeXmlPropertyList(platform::PropertyList::array(std::move(items)));
   if (!text.ok()) return text.error();
   const std::string folder = platform::deletingLastPathComponent(path);
   const std::string draft =
@@ -62,6 +67,11 @@ platform::Status writeProfile(platform::Services& services, const kelv::Compress
   }
   if (!written.ok()) std::remove(draft.c_str());
   return written;
+}
+
+platform::Status writeProfile(platform::Services& services, const kelv::CompressionProfile& profile,
+                              const std::string& path, bool overwrite) {
+  return writeProfiles(services, {profile}, path, overwrite);
 }
 
 std::string readableValue(const platform::PropertyList& value) {

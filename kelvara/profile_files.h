@@ -2,18 +2,23 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "kelv/profile/compression_profile.h"
 #include "platform/services.h"
 
 namespace kelvara {
 
-// The first profile of a file. Errors are those of the platform, and one of our own for a file of another
-// shape.
-platform::Result<kelv::CompressionProfile> readProfile(platform::Services& services, const std::string& path);
+using Profiles = std::vector<kelv::CompressionProfile>;
 
-// Writes an array of one dictionary. The file appears whole under its name, in one step; one that is there
+// The profiles of a file, at least one; kelv uses the first. Errors are those of the platform, and one of our
+// own for a file of another shape.
+platform::Result<Profiles> readProfiles(platform::Services& services, const std::string& path);
+
+// Writes an array of dictionaries. The file appears whole under its name, in one step; one that is there
 // already is replaced only when overwrite says so.
+platform::Status writeProfiles(platform::Services& services, const Profiles& profiles,
+                               const std::string& path, bool overwrite);
 platform::Status writeProfile(platform::Services& services, const kelv::CompressionProfile& profile,
                               const std::string& path, bool overwrite);
 
