@@ -89,4 +89,5 @@ def test_the_companion_uses_shared_state_profiles_platform_and_the_engines_own_h
 
 
 def test_there_is_something_to_check():
-    assert len(list(includes("optimizer"))) > 20
+    assert len(list(includes("kelv"))) > 50
+    assert len(list(includes("optimizer"))) > 50

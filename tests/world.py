@@ -276,7 +276,8 @@ class World:
             **options,
         )
         calls = read_record(self.record_path) if self.record_path.exists() else []
-        if recording:
+        # The engine is loaded when there is work; a run that ended well and did not only explain itself had some.
+        if recording and process.returncode == 0 and not {"--help", "-help"} & set(map(str, arguments)):
             assert self.record_path.exists(), ("the recording engine was not loaded", process.stderr)
         return Run(process, calls)
 
