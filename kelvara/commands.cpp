@@ -6,6 +6,7 @@
 #include "kelvara/command.h"
 #include "kelvara/profile_commands.h"
 #include "kelvara/profile_editing.h"
+#include "kelvara/shell_texts.h"
 #include "kelvara/stats.h"
 
 namespace kelvara {
@@ -52,9 +53,15 @@ std::vector<Command> makeCommands() {
       {"stats",
        "",
        "Show how much space was saved",
-       "The totals of all files that kelv made smaller, in bytes before and after.",
-       {json},
-       {{"kelvara stats", "the totals, readable"}, {"kelvara stats --json", "the totals in bytes"}},
+       "The totals of all files that kelv made smaller, before and after. Their history has a point for "
+       "every time that the\n"
+       "totals were looked at and had changed.",
+       {{"--history", "", "show how they grew, day by day"},
+        {"--plot", "FILE", "write a picture of how they grew, as SVG"},
+        json},
+       {{"kelvara stats", "the totals, readable"},
+        {"kelvara stats --json", "the totals in bytes"},
+        {"kelvara stats --plot saved.svg", "a picture for the browser"}},
        0,
        0,
        showStatistics},
@@ -123,6 +130,24 @@ std::vector<Command> makeCommands() {
        1,
        1,
        checkProfileFile},
+      {"completion",
+       "bash|zsh|fish",
+       "Print the completions of kelv and kelvara for a shell",
+       "Installed packages bring them along; this is for everybody else.",
+       {},
+       {{"source <(kelvara completion bash)", "completions for this shell"}},
+       1,
+       1,
+       printCompletion},
+      {"manual",
+       "kelv|kelvara",
+       "Print a manual page",
+       "In the form that man reads.",
+       {},
+       {{"kelvara manual kelv | man -l -", "reads the manual of kelv"}},
+       1,
+       1,
+       printManual},
   };
 }
 

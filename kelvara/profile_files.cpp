@@ -1,26 +1,13 @@
 #include "kelvara/profile_files.h"
 
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <system_error>
-
+#include "kelvara/files.h"
 #include "kelvara/json.h"
-#include "platform/path.h"
 
 namespace kelvara {
 namespace {
 
 platform::PlatformError plainError(const std::string& message) {
   return {"", 1, {{platform::localizedDescriptionKey, message}}, nullptr};
-}
-
-platform::Status writeWhole(const std::string& text, const std::string& path) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file << text;
-  file.close();
-  if (file) return platform::Done{};
-  return plainError("The file " + path + " cannot be written.");
 }
 
 }  // namespace
@@ -55,18 +42,7 @@ platform::Status writeProfiles(platform::Services& services, const Profiles& pro
   }
   const auto text = platform::writeXmlPropertyList(platform::PropertyList::array(std::move(items)));
   if (!text.ok()) return text.error();
-  const std::string folder = platform::deletingLastPathComponent(path);
-  const std::string draft =
-      platform::appendingPathComponent(folder, ".kelvara-" + services.process.newUuidText());
-  platform::Status written = writeWhole(*text, draft);
-  if (written.ok() && !overwrite) written = services.files.moveItem(draft, path);
-  if (written.ok() && overwrite) {
-    std::error_code failed;
-    std::filesystem::rename(draft, path, failed);
-    if (failed) written = plainError("The file " + path + " cannot be replaced: " + failed.message() + ".");
-  }
-  if (!written.ok()) std::remove(draft.c_str());
-  return written;
+  return writeWholeFile(services, *text, path, overwrite);
 }
 
 platform::Status writeProfile(platform::Services& services, const kelv::CompressionProfile& profile,

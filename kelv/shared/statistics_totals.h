@@ -10,6 +10,8 @@ namespace kelv {
 struct StatisticsTotals {
   std::int64_t originalSize = 0;    // bytes, of all files counted so far
   std::int64_t compressedSize = 0;  // bytes, of the same files
+
+  bool operator==(const StatisticsTotals&) const = default;
 };
 
 // Absent totals read as 0.
