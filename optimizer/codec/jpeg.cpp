@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <memory>
 
+#include "optimizer/codec/jpeg_trellis.h"
+
 namespace optimizer {
 namespace {
 
@@ -175,7 +177,8 @@ bool decodeInto(Decompressor& jpeg, Pixels& pixels) {
   return true;
 }
 
-bool encodeFrom(Compressor& jpeg, const Pixels& pixels, const JpegOptions& options, bool progressive) {
+// A draft: sequential, with fixed Huffman tables.
+bool encodeFrom(Compressor& jpeg, const Pixels& pixels, const JpegOptions& options) {
   if (setjmp(jpeg.errors.jump) != 0) return false;
   jpeg_compress_struct& info = jpeg.info;
   info.image_width = pixels.width();
@@ -194,10 +197,6 @@ bool encodeFrom(Compressor& jpeg, const Pixels& pixels, const JpegOptions& optio
   }
   info.write_JFIF_header = FALSE;
   info.dct_method = JDCT_ISLOW;
-  if (!options.draft) {
-    info.optimize_coding = TRUE;
-    if (progressive) jpeg_simple_progression(&info);
-  }
   jpeg_start_compress(&info, TRUE);
   while (info.next_scanline < info.image_height) {
     JSAMPROW row = const_cast<JSAMPROW>(pixels.row(info.next_scanline));
@@ -270,18 +269,20 @@ Result<EncodedImage> encodeJpeg(const Pixels& pixels, const JpegOptions& options
   image.height = pixels.height();
   image.kind = pixels.kind();
   image.lossless = false;
+  if (!options.draft) {
+    Result<Bytes> data = encodeTrellisJpeg(
+        pixels, {options.quality, options.subsampleChroma ? ChromaSampling::quarter : ChromaSampling::full});
+    if (!data) return data.error();
+    image.data = std::move(*data);
+    return image;
+  }
   // Without a marker three components are YCbCr to every reader; four are not, and the Adobe marker says
   // YCCK.
-  Compressor first;
-  if (!encodeFrom(first, pixels, options, true)) {
-    return failure(first.errors, reinterpret_cast<j_common_ptr>(&first.info));
+  Compressor jpeg;
+  if (!encodeFrom(jpeg, pixels, options)) {
+    return failure(jpeg.errors, reinterpret_cast<j_common_ptr>(&jpeg.info));
   }
-  image.data = first.bytes();
-  if (!options.draft && image.data.size() < tryBothBelow) {
-    Compressor second;
-    if (encodeFrom(second, pixels, options, false) && second.size < image.data.size())
-      image.data = second.bytes();
-  }
+  image.data = jpeg.bytes();
   return image;
 }
 

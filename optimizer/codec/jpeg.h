@@ -38,8 +38,8 @@ struct JpegOptions {
   bool draft = false;
 };
 
-// Grey, RGB (coded as YCbCr) or CMYK (coded as YCCK), 8 bits. The smaller of sequential and progressive
-// coding with optimized tables, without markers that PDF does not need.
+// Grey, RGB (coded as YCbCr) or CMYK (coded as YCCK), 8 bits, without markers that PDF does not need; other
+// than as a draft by our own encoder (see jpeg_trellis.h), whose quality keeps about the same look.
 Result<EncodedImage> encodeJpeg(const Pixels& pixels, const JpegOptions& options);
 
 // The same coefficients in the fewest bytes: optimized Huffman tables, progressive where that is smaller, no

@@ -16,14 +16,8 @@ struct Trial {
   bool passed() const { return view && color && near; }
 };
 
-Trial attempt(const Pixels& pixels, const LookTarget& target, int quality, bool subsample) {
-  JpegOptions options;
-  options.quality = quality;
-  options.subsampleChroma = subsample;
-  options.draft = true;
-  const Result<EncodedImage> coded = encodeJpeg(pixels, options);
-  if (!coded) return {};
-  const Result<Pixels> shown = decodeJpeg(coded->data);
+Trial judge(const EncodedImage& coded, const LookTarget& target) {
+  const Result<Pixels> shown = decodeJpeg(coded.data);
   if (!shown) return {};
   const Look look = target.view.compare(*shown);
   Trial trial;
@@ -33,6 +27,16 @@ Trial attempt(const Pixels& pixels, const LookTarget& target, int quality, bool 
   trial.view = passes(luma, target.floor);
   trial.near = trial.view && target.closeUp.compare(*shown).structure >= target.floor.closeUp;
   return trial;
+}
+
+Trial attempt(const Pixels& pixels, const LookTarget& target, int quality, bool subsample) {
+  JpegOptions options;
+  options.quality = quality;
+  options.subsampleChroma = subsample;
+  options.draft = true;
+  const Result<EncodedImage> coded = encodeJpeg(pixels, options);
+  if (!coded) return {};
+  return judge(*coded, target);
 }
 
 }  // namespace
@@ -71,12 +75,16 @@ std::optional<EncodedImage> encodeJpegForLook(const Pixels& pixels, const LookTa
       subsample = false;
       continue;
     }
-    JpegOptions options;
-    options.quality = ladder[low];
-    options.subsampleChroma = subsample;
-    Result<EncodedImage> coded = encodeJpeg(pixels, options);
-    if (!coded) return std::nullopt;
-    return std::move(*coded);
+    // The encoder that keeps is another than the draft's: its picture is judged, too.
+    for (; low < count; ++low) {
+      JpegOptions options;
+      options.quality = ladder[low];
+      options.subsampleChroma = subsample;
+      Result<EncodedImage> coded = encodeJpeg(pixels, options);
+      if (!coded) return std::nullopt;
+      if (judge(*coded, target).passed()) return std::move(*coded);
+    }
+    return std::nullopt;
   }
 }
 

@@ -7,8 +7,11 @@
 
 namespace optimizer {
 
+std::unique_ptr<Pass> makeFlattenPass();
 std::unique_ptr<Pass> makeImagesPass();
 std::unique_ptr<Pass> makeRedundantPass();
+std::unique_ptr<Pass> makeRemoveImagesPass();
 std::unique_ptr<Pass> makeStreamsPass();
+std::unique_ptr<Pass> makeStripPass();
 
 }  // namespace optimizer

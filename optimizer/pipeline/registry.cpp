@@ -7,14 +7,22 @@ namespace optimizer {
 namespace {
 
 bool always(const Settings&) { return true; }
+constexpr std::uint32_t kFlatten = flattenFormFields | flattenLinks | flattenOtherAnnotations;
+bool flattens(const Settings& settings) { return (settings.strip & kFlatten) != 0; }
+bool strips(const Settings& settings) { return (settings.strip & ~kFlatten) != 0; }
+bool removesImages(const Settings& settings) { return settings.removeImages; }
 bool removesRedundant(const Settings& settings) { return settings.removeRedundantObjects; }
 
-// Order matters. What a setting removes goes first, so that no later pass works on it or keeps something alive for it.
-// Flattening comes before everything that looks at what content uses, because it makes content of annotations. Equal
+// Order matters. Flattening is first, because it makes page content of annotations, which every later pass should see.
+// What a setting removes goes next, so that no later pass works on it or keeps something alive for it. Equal
 // objects become one before images and fonts, so that nothing is worked on twice, and again at the end, when everything
 // else is final. Images and fonts come next, on content as it was drawn; then content and resources, which see the final
 // images and fonts. Streams are coded last, once.
 constexpr PassEntry kPasses[] = {
+    {"flatten", "Draws form fields, links or other annotations into the pages and removes them.", flattens,
+     makeFlattenPass},
+    {"strip", "Removes the parts of the document that the strip bits name.", strips, makeStripPass},
+    {"remove images", "Makes every image disappear.", removesImages, makeRemoveImagesPass},
     {"redundant", "Lets one of equal objects stand for all.", removesRedundant, makeRedundantPass},
     {"streams", "Codes every stream again with the strongest Deflate, and keeps what is smaller.", always,
      makeStreamsPass},

@@ -1,0 +1,146 @@
+#include <gtest/gtest.h>
+
+#include "optimizer/document/stream_data.h"
+#include "optimizer/passes/passes.h"
+#include "optimizer/testing/pdf_builder.h"
+#include "optimizer/testing/run_pass.h"
+
+namespace optimizer {
+namespace {
+
+using testing::PdfBuilder;
+using testing::runPass;
+
+std::string ref(int number) { return PdfBuilder::ref(number); }
+
+Settings flattening(std::uint32_t bits) {
+  Settings settings;
+  settings.strip = bits;
+  return settings;
+}
+
+std::string pageContent(Document& document) {
+  QPDFObjectHandle contents = QPDFObjectHandle(document.pages()[0]).getKey("/Contents");
+  std::string out;
+  const auto add = [&](QPDFObjectHandle part) {
+    const Result<Bytes> data = decodedStreamData(part);
+    if (data.ok()) out += std::string(data->begin(), data->end()) + "\n";
+  };
+  if (contents.isArray()) {
+    for (QPDFObjectHandle part : contents.getArrayAsVector()) add(part);
+  } else {
+    add(contents);
+  }
+  return out;
+}
+
+// A text field, a link with a border and a stamp, all on one page with a form.
+std::unique_ptr<Document> threeKinds() {
+  PdfBuilder builder;
+  const int appearance = builder.addStream("/Subtype /Form /BBox [0 0 10 10]", "0 0 10 10 re f");
+  const int field = builder.addObject("<< /Type /Annot /Subtype /Widget /FT /Tx /T (a) /V (hello) /Rect [0 0 20 20] "
+                                      "/AP << /N " + ref(appearance) + " >> >>");
+  const int link = builder.addObject("<< /Type /Annot /Subtype /Link /Rect [30 30 50 50] /C [1 0 0] >>");
+  const int stamp = builder.addObject("<< /Type /Annot /Subtype /Stamp /Rect [100 100 120 140] /AP << /N " +
+                                      ref(appearance) + " >> >>");
+  builder.addPage("q 2 0 0 2 0 0 cm q", "<< >>",
+                  "/Annots [ " + ref(field) + " " + ref(link) + " " + ref(stamp) + " ]");
+  builder.addToCatalog("/AcroForm << /Fields [ " + ref(field) + " ] >>");
+  return builder.open();
+}
+
+TEST(Flatten, DrawsOnlyTheKindsThatAreAskedFor) {
+  struct Case {
+    std::uint32_t bits;
+    int kept;
+    bool form;
+  };
+  for (const Case& c : {Case{flattenFormFields, 2, false}, Case{flattenLinks, 2, true},
+                        Case{flattenOtherAnnotations, 2, true},
+                        Case{flattenFormFields | flattenLinks | flattenOtherAnnotations, 0, false}}) {
+    const auto document = threeKinds();
+    EXPECT_EQ(runPass(*document, makeFlattenPass(), flattening(c.bits)), PassOutcome::changed);
+    QPDFObjectHandle annotations = QPDFObjectHandle(document->pages()[0]).getKey("/Annots");
+    EXPECT_EQ(annotations.isArray() ? annotations.getArrayNItems() : 0, c.kept);
+    EXPECT_EQ(document->pdf().getRoot().hasKey("/AcroForm"), c.form);
+  }
+}
+
+TEST(Flatten, DrawsAppearancesIntoTheirRectanglesOnABalancedState) {
+  const auto document = threeKinds();
+  runPass(*document, makeFlattenPass(), flattening(flattenOtherAnnotations));
+  const std::string content = pageContent(*document);
+  // The page leaves two states open; the stamp's 10 by 10 box becomes 20 by 40 at 100, 100.
+  EXPECT_EQ(content.substr(0, 2), "q ");
+  EXPECT_NE(content.find("Q Q Q"), std::string::npos);
+  EXPECT_NE(content.find("2 0 0 4 100 100 cm"), std::string::npos) << content;
+}
+
+TEST(Flatten, DrawsTheBorderOfALinkInItsColour) {
+  const auto document = threeKinds();
+  runPass(*document, makeFlattenPass(), flattening(flattenLinks));
+  QPDFObjectHandle objects = QPDFObjectHandle(document->pages()[0]).getKey("/Resources").getKey("/XObject");
+  ASSERT_EQ(objects.getKeys().size(), 1u);
+  const Result<Bytes> data = decodedStreamData(objects.getKey(*objects.getKeys().begin()));
+  ASSERT_TRUE(data.ok());
+  EXPECT_EQ(std::string(data->begin(), data->end()), "1 0 0 RG\n1 w\n30.5 30.5 19 19 re\nS\n");
+}
+
+TEST(Flatten, DrawsNothingThatAScreenDoesNotShow) {
+  for (const char* extra : {"/F 2", "/F 32", "/Subtype /Popup"}) {
+    PdfBuilder builder;
+    const int appearance = builder.addStream("/Subtype /Form /BBox [0 0 10 10]", "0 0 10 10 re f");
+    const std::string subtype = std::string(extra).find("/Subtype") == std::string::npos ? "/Subtype /Stamp " : "";
+    const int annotation = builder.addObject("<< " + subtype + extra + " /Rect [0 0 9 9] /AP << /N " +
+                                             ref(appearance) + " >> >>");
+    builder.addPage("0 0 m", "<< >>", "/Annots [ " + ref(annotation) + " ]");
+    const auto document = builder.open();
+    EXPECT_EQ(runPass(*document, makeFlattenPass(), flattening(flattenOtherAnnotations)), PassOutcome::changed);
+    EXPECT_EQ(pageContent(*document), "0 0 m\n") << extra;
+    EXPECT_FALSE(QPDFObjectHandle(document->pages()[0]).hasKey("/Annots"));
+  }
+}
+
+TEST(Flatten, MakesAppearancesForFieldsThatHaveNone) {
+  PdfBuilder builder;
+  const int field = builder.addObject("<< /Subtype /Widget /FT /Tx /T (a) /V (hello) /DA (/Helv 12 Tf 0 g) "
+                                      "/Rect [0 0 100 20] >>");
+  const int font = builder.addObject("<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
+  builder.addPage("", "<< >>", "/Annots [ " + ref(field) + " ]");
+  builder.addToCatalog("/AcroForm << /Fields [ " + ref(field) + " ] /DR << /Font << /Helv " + ref(font) + " >> >> >>");
+  const auto document = builder.open();
+  runPass(*document, makeFlattenPass(), flattening(flattenFormFields));
+  EXPECT_NE(testing::written(*document).find("(hello) Tj"), std::string::npos) << testing::written(*document);
+}
+
+TEST(Flatten, KeepsNamesOfSharedResourcesToThePageThatNeedsThem) {
+  PdfBuilder builder;
+  const int appearance = builder.addStream("/Subtype /Form /BBox [0 0 10 10]", "0 0 10 10 re f");
+  const int stamp = builder.addObject("<< /Subtype /Stamp /Rect [0 0 9 9] /AP << /N " + ref(appearance) + " >> >>");
+  const int resources = builder.addObject("<< /XObject << /Fx1 " + ref(appearance) + " >> >>");
+  builder.addPage("/Fx1 Do", ref(resources), "/Annots [ " + ref(stamp) + " ]");
+  builder.addPage("/Fx1 Do", ref(resources));
+  const auto document = builder.open();
+  runPass(*document, makeFlattenPass(), flattening(flattenOtherAnnotations));
+  const auto names = [&](std::size_t page) {
+    return QPDFObjectHandle(document->pages()[page]).getKey("/Resources").getKey("/XObject").getKeys().size();
+  };
+  EXPECT_EQ(names(0), 2u);
+  EXPECT_EQ(names(1), 1u);
+}
+
+TEST(Flatten, RemovesTheReferencesOfTheStructureTree) {
+  PdfBuilder builder;
+  const int link = builder.addObject("<< /Subtype /Link /Rect [0 0 9 9] /Border [0 0 0] /StructParent 1 >>");
+  const int element = builder.addObject("<< /Type /StructElem /S /Link /K [ 0 << /Type /OBJR /Obj " + ref(link) +
+                                        " >> ] >>");
+  builder.addPage("", "<< >>", "/Annots [ " + ref(link) + " ]");
+  builder.addToCatalog("/StructTreeRoot << /Type /StructTreeRoot /K " + ref(element) + " >>");
+  const auto document = builder.open();
+  runPass(*document, makeFlattenPass(), flattening(flattenLinks));
+  EXPECT_EQ(document->pdf().getRoot().getKey("/StructTreeRoot").getKey("/K").getKey("/K").getArrayNItems(), 1);
+  EXPECT_EQ(testing::written(*document).find("/Link /Rect"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace optimizer
