@@ -21,6 +21,7 @@
 #include "optimizer/document/stream_data.h"
 #include "optimizer/passes/passes.h"
 #include "optimizer/pipeline/report.h"
+#include "optimizer/settings/settings.h"
 
 namespace optimizer {
 namespace {
@@ -189,6 +190,7 @@ class StreamsPass : public Pass {
       if (!object.isStream()) continue;
       QPDFObjectHandle dictionary = object.getDict();
       if (dictionary.hasKey("/F")) continue;  // the bytes are in another file
+      if (context.settings.onlyPdf14 && dictionary.getKey("/Type").isNameAndEquals("/Metadata")) continue;
       std::optional<std::vector<Filter>> filters = filtersOf(dictionary);
       if (!filters || (!filters->empty() && !wrapsPlainBytes(filters->front()))) continue;
       Result<Bytes> coded = rawStreamData(object);

@@ -69,6 +69,10 @@ struct Settings {
   bool optimizeResources = false;
   bool removeRedundantObjects = false;
   bool linearize = false;
+
+  // Set by the engine for PDF/A-1 documents, never by a caller: passes use only what PDF 1.4 has, and no transparency
+  // (no JPEG 2000, no soft masks, no filtered metadata).
+  bool onlyPdf14 = false;
 };
 
 // Settings of profile 3: for screens and the web.
