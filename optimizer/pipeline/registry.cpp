@@ -7,6 +7,7 @@ namespace optimizer {
 namespace {
 
 bool always(const Settings&) { return true; }
+bool convertsToCff(const Settings& settings) { return settings.convertToCff; }
 constexpr std::uint32_t kFlatten = flattenFormFields | flattenLinks | flattenOtherAnnotations;
 bool flattens(const Settings& settings) { return (settings.strip & kFlatten) != 0; }
 bool strips(const Settings& settings) { return (settings.strip & ~kFlatten) != 0; }
@@ -24,6 +25,7 @@ constexpr PassEntry kPasses[] = {
     {"strip", "Removes the parts of the document that the strip bits name.", strips, makeStripPass},
     {"remove images", "Makes every image disappear.", removesImages, makeRemoveImagesPass},
     {"redundant", "Lets one of equal objects stand for all.", removesRedundant, makeRedundantPass},
+    {"fonts-convert", "Converts Type 1 font programs to CFF.", convertsToCff, makeConvertFontsPass},
     {"streams", "Codes every stream again with the strongest Deflate, and keeps what is smaller.", always,
      makeStreamsPass},
     // Once more: streams that were coded differently are the same only now.
