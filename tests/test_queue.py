@@ -7,7 +7,7 @@ import pytest
 import messages
 from world import BUILD, read_record
 
-HOST = BUILD / "tests" / "queue_host"
+HOST = BUILD / "tests" / "queue_host_program"
 
 
 class Hosted:

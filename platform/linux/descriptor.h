@@ -1,0 +1,29 @@
+// A file descriptor that closes itself.
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace platform {
+
+class Descriptor {
+ public:
+  explicit Descriptor(int value = -1) : value_(value) {}
+  ~Descriptor() {
+    if (value_ >= 0) close(value_);
+  }
+  Descriptor(Descriptor&& other) noexcept : value_(std::exchange(other.value_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(value_, other.value_);
+    return *this;
+  }
+
+  explicit operator bool() const { return value_ >= 0; }
+  int get() const { return value_; }
+
+ private:
+  int value_;
+};
+
+}  // namespace platform

@@ -1,0 +1,32 @@
+// The freedesktop Trash, through GIO.
+#include <gio/gio.h>
+
+#include <cerrno>
+
+#include "platform/linux/access_scope.h"
+#include "platform/linux/file_errors.h"
+#include "platform/linux/files_linux.h"
+
+namespace platform {
+
+Status LinuxFileManager::trashItem(const std::string& path) {
+  if (!AccessScope::shared().allows(path)) return removeError(EACCES, path);
+  GFile* file = g_file_new_for_path(path.c_str());
+  GError* failure = nullptr;
+  const bool done = g_file_trash(file, nullptr, &failure);
+  g_object_unref(file);
+  if (done) return Done{};
+  PlatformError error = noTrashError(path);
+  if (failure && failure->domain == G_IO_ERROR) {
+    switch (failure->code) {
+      case G_IO_ERROR_NOT_SUPPORTED: break;
+      case G_IO_ERROR_NOT_FOUND: error = removeError(ENOENT, path); break;
+      case G_IO_ERROR_PERMISSION_DENIED: error = removeError(EACCES, path); break;
+      default: error = trashError(512, path, failure->message); break;
+    }
+  }
+  g_clear_error(&failure);
+  return error;
+}
+
+}  // namespace platform
