@@ -1,0 +1,186 @@
+#include "optimizer/image/mrc_segment.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <vector>
+
+namespace optimizer {
+namespace {
+
+// Ink is darker than its neighbourhood by a share of the neighbourhood's spread (Sauvola, Pietikäinen 2000),
+// and by so many levels at least, which keeps paper grain out.
+constexpr double spreadShare = 0.25, fullSpread = 128;
+constexpr double leastContrast = 12;
+
+// Sums over the rows of a window, for every column.
+struct Columns {
+  explicit Columns(std::size_t width) : sum(width), squares(width) {}
+  void add(const std::uint8_t* row) {
+    for (std::size_t x = 0; x < sum.size(); ++x) {
+      sum[x] += row[x];
+      squares[x] += std::uint32_t{row[x]} * row[x];
+    }
+  }
+  void remove(const std::uint8_t* row) {
+    for (std::size_t x = 0; x < sum.size(); ++x) {
+      sum[x] -= row[x];
+      squares[x] -= std::uint32_t{row[x]} * row[x];
+    }
+  }
+  std::vector<std::uint32_t> sum, squares;
+};
+
+void threshold(const Pixels& luma, int radius, Bitonal& ink) {
+  const int width = static_cast<int>(luma.width()), height = static_cast<int>(luma.height());
+  Columns columns(luma.width());
+  for (int y = 0; y < std::min(radius, height); ++y) columns.add(luma.row(static_cast<std::uint32_t>(y)));
+  for (int y = 0; y < height; ++y) {
+    if (y + radius < height) columns.add(luma.row(static_cast<std::uint32_t>(y + radius)));
+    if (y - radius - 1 >= 0) columns.remove(luma.row(static_cast<std::uint32_t>(y - radius - 1)));
+    const int rows = std::min(y + radius, height - 1) - std::max(y - radius, 0) + 1;
+    std::uint64_t sum = 0, squares = 0;
+    const auto column = [&](int x) { return static_cast<std::size_t>(x); };
+    for (int x = 0; x < std::min(radius, width); ++x) {
+      sum += columns.sum[column(x)];
+      squares += columns.squares[column(x)];
+    }
+    const std::uint8_t* row = luma.row(static_cast<std::uint32_t>(y));
+    for (int x = 0; x < width; ++x) {
+      if (x + radius < width) {
+        sum += columns.sum[column(x + radius)];
+        squares += columns.squares[column(x + radius)];
+      }
+      if (x - radius - 1 >= 0) {
+        sum -= columns.sum[column(x - radius - 1)];
+        squares -= columns.squares[column(x - radius - 1)];
+      }
+      const double count =
+          static_cast<double>(rows) * (std::min(x + radius, width - 1) - std::max(x - radius, 0) + 1);
+      const double mean = static_cast<double>(sum) / count;
+      if (row[x] + leastContrast > mean) continue;
+      const double spread = std::sqrt(std::max(0.0, static_cast<double>(squares) / count - mean * mean));
+      if (row[x] < mean * (1 + spreadShare * (spread / fullSpread - 1))) ink.set(x, y);
+    }
+  }
+}
+
+// Single pixels that stand out of an edge, or alone, cost more in the mask than they show: each pixel joins
+// its eight neighbours where all but one of them are of the other side.
+void smoothEdges(Bitonal& ink) {
+  const Bitonal before = ink;
+  const Bytes none(before.stride);
+  for (int y = 0; y < ink.height; ++y) {
+    const std::uint8_t* rows[3] = {y > 0 ? before.row(y - 1) : none.data(), before.row(y),
+                                   y + 1 < ink.height ? before.row(y + 1) : none.data()};
+    const auto at = [&](int row, int x) {
+      return x >= 0 && x < before.width ? rows[row][x >> 3] >> (7 - (x & 7)) & 1 : 0;
+    };
+    for (int x = 0; x < ink.width; ++x) {
+      const auto byte = static_cast<std::size_t>(x >> 3);
+      if (!(x & 7) && byte + 1 < before.stride && rows[0][byte] == rows[1][byte] &&
+          rows[1][byte] == rows[2][byte] && (rows[1][byte] == 0 || rows[1][byte] == 0xFF)) {
+        x |= 7;  // all alike but for the ends, which one neighbour byte cannot turn over
+        continue;
+      }
+      int black = 0;
+      for (int row = 0; row < 3; ++row) black += at(row, x - 1) + at(row, x) + at(row, x + 1);
+      const int self = at(1, x);
+      const int others = self ? 8 - (black - 1) : black;
+      if (others >= 7) ink.row(y)[byte] ^= static_cast<std::uint8_t>(0x80 >> (x & 7));
+    }
+  }
+}
+
+// Between letters paper is of one tone; in a photograph what is not ink varies, too. Cells where it does are
+// picture where most of their neighbours are, too. Pixels next to ink do not count: edges are soft.
+class Pictures {
+ public:
+  Pictures(const Pixels& luma, const Bitonal& ink, double dpi)
+      : side_(std::max(8, static_cast<int>(dpi / 6))),
+        wide_((ink.width + side_ - 1) / side_),
+        high_((ink.height + side_ - 1) / side_),
+        cells_(static_cast<std::size_t>(wide_) * static_cast<std::size_t>(high_)) {
+    for (int cy = 0; cy < high_; ++cy)
+      for (int cx = 0; cx < wide_; ++cx) at(cx, cy) = varies(luma, ink, cx, cy);
+    smooth();
+  }
+
+  double share() const {
+    return static_cast<double>(std::count(cells_.begin(), cells_.end(), 1)) /
+           static_cast<double>(cells_.size());
+  }
+  void clear(Bitonal& ink) const {
+    for (int y = 0; y < ink.height; ++y)
+      for (int x = 0; x < ink.width; ++x)
+        if (cells_[static_cast<std::size_t>(y / side_ * wide_ + x / side_)])
+          ink.row(y)[x >> 3] &= static_cast<std::uint8_t>(~(0x80 >> (x & 7)));
+  }
+
+ private:
+  static constexpr double variedSpread = 14;  // standard deviation, in levels
+
+  std::uint8_t& at(int cx, int cy) { return cells_[static_cast<std::size_t>(cy * wide_ + cx)]; }
+
+  bool varies(const Pixels& luma, const Bitonal& ink, int cx, int cy) const {
+    double count = 0, sum = 0, squares = 0;
+    for (int y = cy * side_; y < std::min((cy + 1) * side_, ink.height); ++y)
+      for (int x = cx * side_; x < std::min((cx + 1) * side_, ink.width); ++x) {
+        if (inkNear(ink, x, y)) continue;
+        const double v = luma.row(static_cast<std::uint32_t>(y))[x];
+        ++count;
+        sum += v;
+        squares += v * v;
+      }
+    if (count < side_ * side_ / 8.0) return false;
+    return std::sqrt(std::max(0.0, squares - sum * sum / count) / count) > variedSpread;
+  }
+
+  static bool inkNear(const Bitonal& ink, int x, int y) {
+    constexpr int reach = 2;
+    for (int ny = std::max(0, y - reach); ny <= std::min(ink.height - 1, y + reach); ++ny)
+      for (int nx = std::max(0, x - reach); nx <= std::min(ink.width - 1, x + reach); ++nx)
+        if (ink.at(nx, ny)) return true;
+    return false;
+  }
+
+  void smooth() {
+    for (int round = 0; round < 2; ++round) {
+      const std::vector<std::uint8_t> before = cells_;
+      for (int cy = 0; cy < high_; ++cy)
+        for (int cx = 0; cx < wide_; ++cx) {
+          int near = 0, all = 0;
+          for (int dy = -2; dy <= 2; ++dy)
+            for (int dx = -2; dx <= 2; ++dx) {
+              if (cx + dx < 0 || cy + dy < 0 || cx + dx >= wide_ || cy + dy >= high_) continue;
+              ++all;
+              near += before[static_cast<std::size_t>((cy + dy) * wide_ + cx + dx)];
+            }
+          at(cx, cy) = near * 2 > all;
+        }
+    }
+  }
+
+  int side_, wide_, high_;
+  std::vector<std::uint8_t> cells_;
+};
+
+}  // namespace
+
+InkMask findInk(const Pixels& luma, double dpi, bool picturesApart) {
+  InkMask found;
+  found.ink = Bitonal(static_cast<int>(luma.width()), static_cast<int>(luma.height()));
+  threshold(luma, std::clamp(static_cast<int>(dpi / 8), 6, 60), found.ink);
+  smoothEdges(found.ink);
+  if (picturesApart) {
+    Pictures pictures(luma, found.ink, dpi);
+    found.pictureShare = pictures.share();
+    pictures.clear(found.ink);
+  }
+  std::uint64_t black = 0;
+  for (std::uint8_t byte : found.ink.bits) black += static_cast<std::uint64_t>(std::popcount(byte));
+  found.inkShare = static_cast<double>(black) / (static_cast<double>(found.ink.width) * found.ink.height);
+  return found;
+}
+
+}  // namespace optimizer
