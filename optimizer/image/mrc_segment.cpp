@@ -12,6 +12,8 @@ namespace {
 // and by so many levels at least, which keeps paper grain out.
 constexpr double spreadShare = 0.25, fullSpread = 128;
 constexpr double leastContrast = 12;
+// Mean level below which a page is dark.
+constexpr std::uint64_t darkPaper = 110;
 
 // Sums over the rows of a window, for every column.
 struct Columns {
@@ -167,7 +169,13 @@ class Pictures {
 
 }  // namespace
 
-InkMask findInk(const Pixels& luma, double dpi, bool picturesApart) {
+InkMask findInk(const Pixels& page, double dpi, bool picturesApart) {
+  Pixels luma = page;
+  std::uint64_t sum = 0;
+  for (std::uint8_t sample : luma.samples()) sum += sample;
+  // On dark paper the ink is light.
+  if (sum < darkPaper * luma.samples().size())
+    for (std::uint8_t& sample : luma.samples()) sample = static_cast<std::uint8_t>(255 - sample);
   InkMask found;
   found.ink = Bitonal(static_cast<int>(luma.width()), static_cast<int>(luma.height()));
   threshold(luma, std::clamp(static_cast<int>(dpi / 8), 6, 60), found.ink);
