@@ -13,6 +13,7 @@
 #include <qpdf/QPDFWriter.hh>
 
 #include "optimizer/document/verify.h"
+#include "optimizer/document/write/write_pdf.h"
 
 namespace optimizer {
 namespace {
@@ -124,7 +125,8 @@ void setEncryption(QPDFWriter& writer, const SaveOptions& options) {
                                    bit(9), bit(4), print, true);
 }
 
-Status write(Document& document, NeighbourFile& file, const SaveOptions& options) {
+// The PDF library's own writer: larger files, but it encrypts, and does without object streams.
+Status writeWithLibrary(Document& document, NeighbourFile& file, const SaveOptions& options) {
   FileSink sink(file);
   Status status = withoutExceptions("The PDF cannot be written", [&]() -> Status {
     QPDFWriter writer(document.pdf());
@@ -146,13 +148,35 @@ Status write(Document& document, NeighbourFile& file, const SaveOptions& options
   return status;
 }
 
+Status writeCompact(Document& document, NeighbourFile& file, const SaveOptions& options) {
+  FileSink sink(file);
+  const ByteSink put = [&](ByteView bytes) -> Status {
+    try {
+      sink.write(bytes.data(), bytes.size());
+    } catch (const std::exception&) {
+      return sink.status();
+    }
+    return {};
+  };
+  Status status = writePdf(document, options.linearize, options.pool, put);
+  if (!status.ok()) return status;
+  return withoutExceptions("The PDF cannot be written", [&]() -> Status {
+    sink.finish();
+    return {};
+  });
+}
+
 }  // namespace
 
 Status saveDocument(Document& document, const std::string& path, const SaveOptions& options) {
   if (path.empty()) return Error{ErrorKind::io, "There is no path to write to"};
   NeighbourFile file;
   OPTIMIZER_TRY(file.create(path));
-  OPTIMIZER_TRY(write(document, file, options));
+  if (options.encrypts() || !options.objectStreams) {
+    OPTIMIZER_TRY(writeWithLibrary(document, file, options));
+  } else {
+    OPTIMIZER_TRY(writeCompact(document, file, options));
+  }
   OPTIMIZER_TRY(file.close());
   const std::string& password = options.ownerPassword.empty() ? options.userPassword : options.ownerPassword;
   OPTIMIZER_TRY(verifySaved(file.name(), password, document));

@@ -9,6 +9,8 @@
 
 namespace optimizer {
 
+class WorkerPool;
+
 struct SaveOptions {
   bool linearize = false;
   // Objects packed into compressed object streams (ISO 32000-1, 7.5.7), with a cross-reference stream.
@@ -16,6 +18,7 @@ struct SaveOptions {
   // Both empty and every permission granted: the file is not encrypted; else AES-256 (ISO 32000-2, 7.6).
   std::string userPassword, ownerPassword;
   std::uint32_t permissions = 0xFFFFFFFF;  // bits as in ISO 32000-1, table 22
+  WorkerPool* pool = nullptr;              // codes object streams, where there is one
 
   bool encrypts() const {
     return !userPassword.empty() || !ownerPassword.empty() || permissions != 0xFFFFFFFF;

@@ -31,6 +31,7 @@ Status optimizeToFile(Document& document, const Settings& settings, const std::s
   SaveOptions save = options.save;
   save.linearize = kept.linearize;
   save.objectStreams = !promises.pdfA1();
+  save.pool = &pool;
   OPTIMIZER_TRY(saveDocument(document, path, save));
   report.inputBytes = document.inputBytes();
   struct stat status {};
