@@ -25,6 +25,7 @@ Trial judge(const EncodedImage& coded, const LookTarget& target) {
   Look luma = look;
   luma.chroma = 0;
   trial.view = passes(luma, target.floor);
+  trial.view = trial.view && target.shown.compare(*shown).structure >= target.floor.shown;
   trial.near = trial.view && target.closeUp.compare(*shown).structure >= target.floor.closeUp;
   return trial;
 }

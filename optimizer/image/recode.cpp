@@ -18,9 +18,19 @@ namespace {
 
 // What the perceptual quality holds: pictures at normal viewing size pass for the original. Masks shape
 // edges, so they are held higher; so are charts and screenshots, where the eye expects clean flat colours.
-constexpr LookFloor pictureFloor = {0.965, 0.945, 0.72, 4.0, 0.88};
-constexpr LookFloor syntheticFloor = {0.985, 0.965, 0.85, 3.0, 0.95};
-constexpr LookFloor maskFloor = {0.985, 0.965, 0.80, 3.0, 0.95};
+constexpr LookFloor pictureFloor = {0.965, 0.945, 0.72, 4.0, 0.95, 0.88};
+constexpr LookFloor syntheticFloor = {0.985, 0.965, 0.85, 3.0, 0.955, 0.95};
+constexpr LookFloor maskFloor = {0.985, 0.965, 0.80, 3.0, 0.955, 0.95};
+
+// An image that takes up less of the page than this may lose a little more of what viewers show at reduced
+// size.
+constexpr double smallCoverage = 0.4;
+constexpr double smallShown = 0.015;
+
+// What resampling alone must leave above the floor of `shown`, for the coding that comes after.
+constexpr double codingReserve = 0.012;
+// Where the settings' resolution cannot carry an image's detail, this multiple of it is tried.
+constexpr double finerResolution = 4.0 / 3;
 
 // A lossy form must be this much smaller than the best lossless one to be worth its loss.
 constexpr double lossyAdvantage = 0.92;
@@ -71,9 +81,10 @@ std::uint32_t sideFor(std::uint32_t side, double dpi, double resolution) {
   return std::clamp(static_cast<std::uint32_t>(std::ceil(side * resolution / dpi - 0.01)), 1u, side);
 }
 
-Size targetSize(const ImageJob& job, const Resampling& wanted) {
+// finer: multiplies the resolution, up to the threshold.
+Size targetSize(const ImageJob& job, const Resampling& wanted, double finer = 1) {
   const Size whole{job.source.width, job.source.height};
-  if (job.losslessOnly || wanted.resolution <= 0) return whole;
+  if (job.losslessOnly || job.preblended || wanted.resolution <= 0) return whole;
   const double threshold = std::max(wanted.threshold, wanted.resolution);
   if (std::max(job.dpiX, job.dpiY) <= threshold) return whole;
   return {sideFor(whole.width, job.dpiX, wanted.resolution),
@@ -159,6 +170,20 @@ EncodedImage encodeGrey(const Pixels& grey, const std::optional<Bytes>& levels) 
   return image;
 }
 
+// The original as it is looked at, prepared once.
+struct Views {
+  Views(const Pixels& original, const ImageJob& job)
+      : area(original, viewSide(job.source.width, job.dpiX), viewSide(job.source.height, job.dpiY)),
+        blocks(original, viewSide(job.source.width, job.dpiX), viewSide(job.source.height, job.dpiY),
+               Reduction::blocks) {}
+  LookReference area, blocks;
+};
+
+bool looksRight(const Views& views, const Pixels& candidate, const LookFloor& floor) {
+  return passes(views.area.compare(candidate), floor) &&
+         views.blocks.compare(candidate).structure >= floor.shown;
+}
+
 // Everything that may be done to the pixels of one image, after decoding.
 class Recoding {
  public:
@@ -178,7 +203,8 @@ class Recoding {
   void offerSameSamples();
   void offerBitonal(const Pixels& pixels, bool lossless);
   void offerLossless(const Pixels& pixels, const ImageFacts& facts, bool exact);
-  void offerLossy(const Pixels& original, const Pixels& pixels, const ImageFacts& facts);
+  void offerLossy(const Views* views, const Pixels& pixels, const ImageFacts& facts);
+  LookFloor floorFor(const ImageFacts& facts) const;
   void bitonalImage(const Pixels& pixels);
   void tonedImage(Pixels pixels);
   Pixels reduced(const Pixels& pixels, Size size) const;
@@ -227,9 +253,7 @@ void Recoding::bitonalImage(const Pixels& pixels) {
   const Pixels grey = resample(expandTo8Bits(pixels), size.width, size.height);
   const Pixels bitonal = thresholdTo1Bit(grey);
   if (settings_.perceptualQuality) {
-    const LookReference view(expandTo8Bits(pixels), viewSide(job_.source.width, job_.dpiX),
-                             viewSide(job_.source.height, job_.dpiY));
-    if (!passes(view.compare(bitonal), maskFloor)) return;
+    if (!looksRight(Views(expandTo8Bits(pixels), job_), bitonal, maskFloor)) return;
   }
   offerBitonal(bitonal, false);
 }
@@ -242,7 +266,7 @@ void Recoding::offerLossless(const Pixels& pixels, const ImageFacts& facts, bool
   };
   const ColorKind kind = pixels.kind();
   // RGB that is grey: as DeviceGray where that looks the same; else a palette in its own space does as well.
-  const bool toGrey = reduce && facts.grey && kind == ColorKind::rgb && job_.deviceColors;
+  const bool toGrey = reduce && facts.grey && kind == ColorKind::rgb && job_.deviceColors && !job_.preblended;
   if (kind == ColorKind::grey || toGrey) {
     const Pixels grey = firstChannel(pixels);
     std::optional<Bytes> levels;
@@ -259,23 +283,33 @@ void Recoding::offerLossless(const Pixels& pixels, const ImageFacts& facts, bool
   } else if (kind != ColorKind::indexed) {
     // A palette of some hundred colours almost always beats three samples a pixel; without one there is no
     // choice.
-    if (!facts.palette || !reduce || pixels.pixelCount() < 256) offer(encodeFlate(pixels));
+    if (!facts.palette || !reduce || job_.preblended || pixels.pixelCount() < 256) offer(encodeFlate(pixels));
   }
   // SMask must stay DeviceGray (ISO 32000-1, Table 145), so masks get no palette.
-  if (reduce && facts.palette && job_.role == ImageRole::picture && kind != ColorKind::other &&
+  if (reduce && facts.palette && job_.role == ImageRole::picture && !job_.preblended &&
+      kind != ColorKind::other &&
       (facts.colors <= 16 || pixels.channels() > 1 || kind == ColorKind::indexed)) {
     const Bytes palette = sortedPalette(*facts.palette, pixels.channels());
     offer(encodeIndexed(indexByPalette(pixels, palette), palette, pixels.channels(), kind));
   }
 }
 
-void Recoding::offerLossy(const Pixels& original, const Pixels& pixels, const ImageFacts& facts) {
+LookFloor Recoding::floorFor(const ImageFacts& facts) const {
+  LookFloor floor = job_.role == ImageRole::softMask      ? maskFloor
+                    : facts.kind == ImageClass::synthetic ? syntheticFloor
+                                                          : pictureFloor;
+  if (job_.pageCoverage < smallCoverage) floor.shown -= smallShown;
+  return floor;
+}
+
+// views: of the original; null where the quality is a plain number.
+void Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageFacts& facts) {
   const ColorKind kind = pixels.kind();
   const bool jpegSuits = allows(settings_.continuousCodecs, Codec::jpeg) &&
                          (kind != ColorKind::other || pixels.channels() == 1) &&
                          facts.kind != ImageClass::bitonal;
-  const bool toGrey =
-      settings_.reduceColorComplexity && facts.grey && kind == ColorKind::rgb && job_.deviceColors;
+  const bool toGrey = settings_.reduceColorComplexity && facts.grey && kind == ColorKind::rgb &&
+                      job_.deviceColors && !job_.preblended;
   const Pixels coded = toGrey ? firstChannel(pixels) : pixels;
   int highest = 95;
   if (job_.source.coding == ImageCoding::jpeg && pixels.width() == job_.source.width &&
@@ -284,7 +318,7 @@ void Recoding::offerLossy(const Pixels& original, const Pixels& pixels, const Im
     const Result<JpegInfo> info = readJpegInfo(job_.source.data);
     if (info) highest = settings_.forceRecompression ? info->quality : info->quality - 6;
   }
-  if (!settings_.perceptualQuality) {
+  if (views == nullptr) {
     const int quality = settings_.imageQuality;
     if (!jpegSuits || quality > highest) return;
     JpegOptions options;
@@ -294,15 +328,11 @@ void Recoding::offerLossy(const Pixels& original, const Pixels& pixels, const Im
     if (image) choice_.offer(std::move(*image));
     return;
   }
-  const LookReference view(original, viewSide(job_.source.width, job_.dpiX),
-                           viewSide(job_.source.height, job_.dpiY));
   const LookReference closeUp(pixels, pixels.width(), pixels.height());
   const bool synthetic = facts.kind == ImageClass::synthetic;
-  const LookFloor floor = job_.role == ImageRole::softMask ? maskFloor
-                          : synthetic                      ? syntheticFloor
-                                                           : pictureFloor;
-  const LookTarget target{view, closeUp, floor};
-  if (synthetic && job_.role == ImageRole::picture && !facts.palette &&
+  const LookFloor floor = floorFor(facts);
+  const LookTarget target{views->area, views->blocks, closeUp, floor};
+  if (synthetic && job_.role == ImageRole::picture && !facts.palette && !job_.preblended &&
       (kind == ColorKind::rgb || kind == ColorKind::grey)) {
     for (std::size_t colors : {std::size_t{256}, std::size_t{64}, std::size_t{16}}) {
       const QuantizedImage quantized = quantize(coded, colors);
@@ -311,7 +341,7 @@ void Recoding::offerLossy(const Pixels& original, const Pixels& pixels, const Im
       space.baseComponents = coded.channels();
       space.palette = quantized.palette;
       const Pixels shown = applyPalette(quantized.indexes, space);
-      if (!passes(view.compare(shown), syntheticFloor)) break;
+      if (!looksRight(*views, shown, floor)) break;
       EncodedImage image =
           encodeIndexed(quantized.indexes, quantized.palette, coded.channels(), coded.kind());
       image.lossless = false;
@@ -338,9 +368,7 @@ void Recoding::tonedImage(Pixels pixels) {
   if (wasIndexed) pixels = applyPalette(pixels, job_.source.color);
   const ImageFacts facts = measureImage(pixels);
   const bool grey = pixels.kind() == ColorKind::grey || (facts.grey && pixels.kind() == ColorKind::rgb);
-  const Size size = targetSize(job_, grey ? settings_.monochrome : settings_.color);
   const bool whole = pixels.width() == job_.source.width && pixels.height() == job_.source.height;
-  const bool resampling = size.width < pixels.width() || size.height < pixels.height();
 
   // At full size and without loss: hopeless for photographs, which are the ones that would cost the time.
   const bool worthLossless = !lossyAllowed() || facts.kind != ImageClass::continuous || facts.palette ||
@@ -350,29 +378,30 @@ void Recoding::tonedImage(Pixels pixels) {
     offerLossless(pixels, facts, true);
   }
   if (!lossyAllowed() || choice_.losslessSize() < tinyImage) return;
-  if (!resampling) {
-    offerLossy(pixels, pixels, facts);
+  std::optional<Views> views;
+  if (settings_.perceptualQuality) views.emplace(pixels, job_);
+  const Views* judge = views ? &*views : nullptr;
+  const Resampling& wanted = grey ? settings_.monochrome : settings_.color;
+  for (double finer : {1.0, finerResolution}) {
+    const Size size = targetSize(job_, wanted, finer);
+    if (size.width >= pixels.width() && size.height >= pixels.height()) break;
+    const Pixels smaller = reduced(pixels, size);
+    ImageFacts smallerFacts = measureImage(smaller);
+    if (facts.kind == ImageClass::synthetic) smallerFacts.kind = ImageClass::synthetic;
+    if (judge != nullptr) {
+      LookFloor floor = floorFor(smallerFacts);
+      floor.shown += codingReserve;
+      if (!looksRight(*judge, smaller, floor)) continue;
+    }
+    if (smallerFacts.kind != ImageClass::continuous || smallerFacts.palette ||
+        !allows(settings_.continuousCodecs, Codec::jpeg) || smaller.kind() == ColorKind::other) {
+      offerLossless(smaller, smallerFacts, false);
+    }
+    offerLossy(judge, smaller, smallerFacts);
     return;
   }
-  const Pixels smaller = reduced(pixels, size);
-  const ImageFacts smallerFacts = measureImage(smaller);
-  ImageFacts judged = smallerFacts;
-  if (facts.kind == ImageClass::synthetic) judged.kind = ImageClass::synthetic;
-  if (settings_.perceptualQuality) {
-    const LookReference view(pixels, viewSide(job_.source.width, job_.dpiX),
-                             viewSide(job_.source.height, job_.dpiY));
-    const LookFloor floor = job_.role == ImageRole::softMask ? maskFloor : pictureFloor;
-    if (!passes(view.compare(smaller), floor)) {
-      // Fine detail that the lower resolution cannot carry: keep the pixels, and let the quality do the work.
-      offerLossy(pixels, pixels, facts);
-      return;
-    }
-  }
-  if (judged.kind != ImageClass::continuous || smallerFacts.palette ||
-      !allows(settings_.continuousCodecs, Codec::jpeg) || smaller.kind() == ColorKind::other) {
-    offerLossless(smaller, smallerFacts, false);
-  }
-  offerLossy(pixels, smaller, judged);
+  // Nothing to resample, or detail that a lower resolution cannot carry: quality does the work.
+  offerLossy(judge, pixels, facts);
 }
 
 std::optional<RecodedImage> Recoding::run() {
@@ -380,12 +409,14 @@ std::optional<RecodedImage> Recoding::run() {
   const bool untouchable = source.colorKeyMask || source.color.lab || source.jpxAlpha;
   if (job_.role == ImageRole::softMask && sampled() && source.color.kind != ColorKind::grey)
     return std::nullopt;
-  if (untouchable || source.coding == ImageCoding::jpeg || job_.losslessOnly ||
+  if (untouchable || source.coding == ImageCoding::jpeg || job_.losslessOnly || job_.preblended ||
       source.color.kind == ColorKind::other ||
       (!settings_.reduceColorComplexity && settings_.imageQuality >= 100) || source.bits == 16) {
     offerSameSamples();
   }
-  if (untouchable) return choice_.take(lossyAdvantage);
+  if (untouchable || (job_.preblended && source.color.kind == ColorKind::indexed)) {
+    return choice_.take(lossyAdvantage);
+  }
   if (source.bits == 16 && !settings_.reduceColorComplexity && !lossyAllowed())
     return choice_.take(lossyAdvantage);
 

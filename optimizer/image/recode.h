@@ -20,10 +20,15 @@ struct ImageJob {
   // Effective resolution at the largest use; 0 where the image is not known to be drawn: then it is only
   // coded anew without loss.
   double dpiX = 0, dpiY = 0;
+  // Largest share of a page that one use covers, 0 to 1.
+  double pageCoverage = 1;
   // Grey samples of this image look the same in DeviceGray, RGB ones in DeviceRGB.
   bool deviceColors = false;
   // The image must keep its size and every sample (Matte, colour-key masks on others, unknown use).
   bool losslessOnly = false;
+  // The image is preblended with its soft mask's Matte colour (ISO 32000-1, 11.6.5.3): both keep their size,
+  // and the image its number of components.
+  bool preblended = false;
 };
 
 struct RecodedImage {

@@ -95,15 +95,20 @@ double squaredError(const Pixels& a, const Pixels& b) {
 
 }  // namespace
 
-LookReference::LookReference(const Pixels& reference, std::uint32_t width, std::uint32_t height)
+LookReference::LookReference(const Pixels& reference, std::uint32_t width, std::uint32_t height,
+                             Reduction reduction)
     : width_(std::clamp(width, 1u, reference.width())),
       height_(std::clamp(height, 1u, reference.height())),
+      reduction_(reduction),
       reference_(view(reference)) {}
 
 LookReference::Planes LookReference::view(const Pixels& pixels) const {
   Planes planes;
   Pixels shown = pixels.bits() == 1 ? expandTo8Bits(pixels) : pixels;
-  if (shown.width() > width_ || shown.height() > height_) shown = areaAverage(shown, width_, height_);
+  if (shown.width() > width_ || shown.height() > height_) {
+    shown = reduction_ == Reduction::area ? areaAverage(shown, width_, height_)
+                                          : blockAverage(shown, width_, height_);
+  }
   if (shown.width() < width_ || shown.height() < height_) {
     // A smaller candidate is shown enlarged, nearest pixel by nearest pixel.
     Pixels larger(width_, height_, shown.channels(), shown.kind());
@@ -120,7 +125,7 @@ LookReference::Planes LookReference::view(const Pixels& pixels) const {
   }
   planes.luma = lumaOf(shown);
   if (shown.channels() < 3) return planes;
-  const Pixels small = areaAverage(shown, (width_ + 1) / 2, (height_ + 1) / 2);
+  const Pixels small = blockAverage(shown, (width_ + 1) / 2, (height_ + 1) / 2);
   planes.blue = Pixels(small.width(), small.height(), 1, ColorKind::grey);
   planes.red = planes.blue;
   const unsigned n = small.channels();

@@ -16,11 +16,17 @@ struct Look {
   double structure = 1, busy = 1, worst = 1, chroma = 0;
 };
 
+// How a picture is reduced to the size at which it is looked at: with true averages, which is what the
+// picture holds; or in whole pixels, as common viewers do (see blockAverage), which is what people get to
+// see.
+enum class Reduction : std::uint8_t { area, blocks };
+
 // The reference, prepared once for many comparisons at one viewing size.
 class LookReference {
  public:
   // width, height: the size at which both pictures are looked at, at most that of the reference.
-  LookReference(const Pixels& reference, std::uint32_t width, std::uint32_t height);
+  LookReference(const Pixels& reference, std::uint32_t width, std::uint32_t height,
+                Reduction reduction = Reduction::area);
 
   // candidate: any size; it is shown at the viewing size too.
   Look compare(const Pixels& candidate) const;
@@ -32,6 +38,7 @@ class LookReference {
   Planes view(const Pixels& pixels) const;
 
   std::uint32_t width_, height_;
+  Reduction reduction_;
   Planes reference_;
 };
 

@@ -77,7 +77,7 @@ class ImagesPass : public Pass {
 
  private:
   void collect(PassContext& context);
-  void placeMask(QPDFObjectHandle picture, const char* key, ImageRole role, double dpiX, double dpiY);
+  void placeMask(QPDFObjectHandle picture, const char* key, ImageRole role, const Entry& use);
   void work(PassContext& context);
   void runBatch(PassContext& context, std::vector<Task>& batch);
   void apply(Task& task);
@@ -107,7 +107,7 @@ void ImagesPass::placeMask(QPDFObjectHandle picture, const char* key, ImageRole 
   QPDFObjectHandle mask = picture.getDict().getKey(key);
   if (!mask.isStream() || !mask.isIndirect()) return;
   const auto [at, fresh] = byObject_.try_emplace(mask.getObjGen(), entries_.size());
-  if (fresh) entries_.push_back({mask, role, 0, 0, false, {}});
+  if (fresh) entries_.push_back({mask, role, 0, 0, 0, false, {}});
   Entry& entry = entries_[at->second];
   if (fresh) {
     entry.role = role;
@@ -115,6 +115,7 @@ void ImagesPass::placeMask(QPDFObjectHandle picture, const char* key, ImageRole 
     entry.fixed = true;
   }
   if (role == ImageRole::softMask) entry.parents.push_back(picture);
+  entry.pageCoverage = std::max(entry.pageCoverage, pageCoverage);
   if (mask.getDict().hasKey("/Matte")) entry.fixed = true;
   const double width = numberOf(picture.getDict(), "/Width"), height = numberOf(picture.getDict(), "/Height");
   if (width <= 0 || height <= 0 || dpiX <= 0 || dpiY <= 0) {
@@ -139,6 +140,7 @@ void ImagesPass::collect(PassContext& context) {
     if (use != usage.images.end()) {
       entry.dpiX = use->second.dpiX;
       entry.dpiY = use->second.dpiY;
+      entry.pageCoverage = use->second.pageCoverage;
     }
     // Where content could not be read, a larger use may have been missed.
     entry.fixed = !usage.complete;
@@ -163,8 +165,8 @@ void ImagesPass::collect(PassContext& context) {
         }
       }
     }
-    placeMask(picture.object, "/SMask", ImageRole::softMask, picture.dpiX, picture.dpiY);
-    placeMask(picture.object, "/Mask", ImageRole::stencil, picture.dpiX, picture.dpiY);
+    placeMask(picture.object, "/SMask", ImageRole::softMask, picture);
+    placeMask(picture.object, "/Mask", ImageRole::stencil, picture);
   }
 }
 
@@ -210,11 +212,14 @@ void ImagesPass::work(PassContext& context) {
     task.job.role = first.role;
     task.job.dpiX = first.dpiX;
     task.job.dpiY = first.dpiY;
-    task.job.losslessOnly = task.job.source.matte;
+    task.job.pageCoverage = first.pageCoverage;
+    task.job.preblended = task.job.source.matte;
+    task.job.losslessOnly = task.job.source.matte && first.role != ImageRole::picture;
     for (std::size_t i : task.entries) {
       const Entry& entry = entries_[i];
       task.job.dpiX = std::min(task.job.dpiX, entry.dpiX);
       task.job.dpiY = std::min(task.job.dpiY, entry.dpiY);
+      task.job.pageCoverage = std::max(task.job.pageCoverage, entry.pageCoverage);
       task.job.losslessOnly = task.job.losslessOnly || entry.fixed;
     }
     if (task.job.dpiX <= 0 || task.job.dpiY <= 0) task.job.losslessOnly = true;
