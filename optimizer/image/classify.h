@@ -20,8 +20,8 @@ enum class ImageClass : std::uint8_t {
 // Thresholds of the classes, as shares of all pixels.
 // A pixel is flat when it equals its left and its upper neighbour exactly: noise has hardly any such pixels.
 constexpr double syntheticFlatShare = 0.35;
-// Or when few colours make up nearly everything.
-constexpr std::size_t syntheticColors = 256;
+// Or when few colours make up everything; a dithered photograph takes all 256 of a palette.
+constexpr std::size_t syntheticColors = 48;
 
 struct ImageFacts {
   ImageClass kind = ImageClass::continuous;

@@ -87,8 +87,8 @@ Size targetSize(const ImageJob& job, const Resampling& wanted, double finer = 1)
   if (job.losslessOnly || job.preblended || wanted.resolution <= 0) return whole;
   const double threshold = std::max(wanted.threshold, wanted.resolution);
   if (std::max(job.dpiX, job.dpiY) <= threshold) return whole;
-  return {sideFor(whole.width, job.dpiX, wanted.resolution),
-          sideFor(whole.height, job.dpiY, wanted.resolution)};
+  const double resolution = std::min(wanted.resolution * finer, threshold);
+  return {sideFor(whole.width, job.dpiX, resolution), sideFor(whole.height, job.dpiY, resolution)};
 }
 
 std::uint32_t viewSide(std::uint32_t side, double dpi) {

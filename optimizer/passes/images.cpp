@@ -39,6 +39,7 @@ struct Entry {
   QPDFObjectHandle object;
   ImageRole role = ImageRole::picture;
   double dpiX = 0, dpiY = 0;
+  double pageCoverage = 0;
   bool fixed = false;                     // used in a way that forbids any change of its samples
   std::vector<QPDFObjectHandle> parents;  // pictures whose soft mask this is
 };
@@ -102,8 +103,8 @@ double numberOf(QPDFObjectHandle dictionary, const char* key) {
 }
 
 // A mask is stretched over its picture, so its resolution follows from the picture's.
-void ImagesPass::placeMask(QPDFObjectHandle picture, const char* key, ImageRole role, double dpiX,
-                           double dpiY) {
+void ImagesPass::placeMask(QPDFObjectHandle picture, const char* key, ImageRole role, const Entry& use) {
+  const double dpiX = use.dpiX, dpiY = use.dpiY, pageCoverage = use.pageCoverage;
   QPDFObjectHandle mask = picture.getDict().getKey(key);
   if (!mask.isStream() || !mask.isIndirect()) return;
   const auto [at, fresh] = byObject_.try_emplace(mask.getObjGen(), entries_.size());
