@@ -164,6 +164,15 @@ Bytes zlibStream(ByteView data, int effort) {
   return out;
 }
 
+std::size_t pixelBytes(const PackedSamples& image) {
+  return std::max<std::size_t>(1, std::size_t{image.channels} * image.bits / 8);
+}
+
+Bytes rowsWith(const PackedSamples& image, std::size_t pixel, int choice) {
+  const auto filter = static_cast<RowFilter>(choice);
+  return filterRows(image, pixel, choice == 5 ? nullptr : &filter);
+}
+
 int effortFor(std::size_t bytes) {
   return bytes <= (std::size_t{1} << 20) ? 12 : bytes <= (std::size_t{3} << 20) ? 10 : 9;
 }
@@ -229,7 +238,26 @@ Status inflateRows(ByteView data, const FlateParms& parms, std::size_t rowBytes,
   return {};
 }
 
-EncodedImage encodeFlate(const PackedSamples& image, int effort) {
+FlateDraft draftFlate(const PackedSamples& image) {
+  const std::size_t pixel = pixelBytes(image);
+  const PackedSamples part = sampleRows(image);
+  constexpr int quick = 5;
+  FlateDraft draft;
+  std::size_t least = zlibStream(part.samples, quick).size();
+  // The order breaks ties.
+  for (int choice : {2, 1, 4, 5, 3}) {
+    // Packed pixels and palette indexes seldom gain from arithmetic on their values; Up and Sub find repeats.
+    if ((image.bits < 8 || image.kind == ColorKind::indexed) && choice > 2) continue;
+    const std::size_t size = zlibStream(rowsWith(part, pixel, choice), quick).size();
+    if (size >= least) continue;
+    least = size;
+    draft.filter = choice;
+  }
+  draft.estimate = static_cast<std::size_t>(static_cast<double>(least) * image.height / part.height);
+  return draft;
+}
+
+EncodedImage encodeFlate(const PackedSamples& image, const FlateDraft& draft, int effort) {
   EncodedImage result;
   result.codec = Codec::flate;
   result.filter = "FlateDecode";
@@ -238,32 +266,11 @@ EncodedImage encodeFlate(const PackedSamples& image, int effort) {
   result.bitsPerComponent = image.bits;
   result.kind = image.kind;
   if (effort <= 0) effort = effortFor(image.samples.size());
-  const std::size_t pixel = std::max<std::size_t>(1, std::size_t{image.channels} * image.bits / 8);
-
-  // Tried on a part, at a quick level: -1 no predictor at all, 5 the filter of least magnitude row by row.
-  // The order breaks ties.
-  const PackedSamples part = sampleRows(image);
-  constexpr int quick = 6;
-  int chosen = -1;
-  std::size_t least = zlibStream(part.samples, quick).size();
-  const auto rowsWith = [pixel](const PackedSamples& from, int choice) {
-    const auto filter = static_cast<RowFilter>(choice);
-    return filterRows(from, pixel, choice == 5 ? nullptr : &filter);
-  };
-  for (int choice : {2, 1, 4, 5, 3}) {
-    // Packed pixels and palette indexes seldom gain from arithmetic on their values; Up and Sub still find
-    // repeats.
-    if ((image.bits < 8 || image.kind == ColorKind::indexed) && choice > 2) continue;
-    const std::size_t size = zlibStream(rowsWith(part, choice), quick).size();
-    if (size >= least) continue;
-    least = size;
-    chosen = choice;
-  }
-  if (chosen < 0) {
+  if (draft.filter < 0) {
     result.data = zlibStream(image.samples, effort);
     return result;
   }
-  result.data = zlibStream(rowsWith(image, chosen), effort);
+  result.data = zlibStream(rowsWith(image, pixelBytes(image), draft.filter), effort);
   result.decodeParms = "<</Predictor 15/Columns " + std::to_string(image.width);
   if (image.channels != 1) result.decodeParms += "/Colors " + std::to_string(image.channels);
   if (image.bits != 8) result.decodeParms += "/BitsPerComponent " + std::to_string(image.bits);
@@ -271,10 +278,13 @@ EncodedImage encodeFlate(const PackedSamples& image, int effort) {
   return result;
 }
 
-EncodedImage encodeFlate(const Pixels& pixels, int effort) {
-  PackedSamples image{pixels.width(), pixels.height(), pixels.channels(), pixels.bits(),
-                      pixels.kind(),  pixels.stride(), pixels.samples()};
-  return encodeFlate(image, effort);
+EncodedImage encodeFlate(const PackedSamples& image, int effort) {
+  return encodeFlate(image, draftFlate(image), effort);
+}
+
+PackedSamples packedOf(const Pixels& pixels) {
+  return {pixels.width(), pixels.height(), pixels.channels(), pixels.bits(),
+          pixels.kind(),  pixels.stride(), pixels.samples()};
 }
 
 }  // namespace optimizer

@@ -115,9 +115,12 @@ Result<Pixels> decodeReduced(const ImageSource& source, std::uint32_t reduce) {
   };
   OPTIMIZER_TRY(eachRow(source, [&](const std::uint8_t* row) {
     unpackRow(source, tables, row, line.data());
-    for (std::uint32_t x = 0; x < source.width; ++x) {
-      std::uint32_t* sum = sums.data() + std::size_t{x / reduce} * components;
-      for (unsigned c = 0; c < components; ++c) sum[c] += line[std::size_t{x} * components + c];
+    const std::uint8_t* in = line.data();
+    for (std::uint32_t x = 0; x < width; ++x) {
+      std::uint32_t* sum = sums.data() + std::size_t{x} * components;
+      for (std::uint32_t left = std::min(reduce, source.width - x * reduce); left > 0; --left) {
+        for (unsigned c = 0; c < components; ++c) sum[c] += *in++;
+      }
     }
     ++y;
     if (++held == reduce || y == source.height) flush();

@@ -6,6 +6,7 @@
 #include "optimizer/codec/bitonal_codec.h"
 #include "optimizer/codec/flate.h"
 #include "optimizer/codec/jpeg.h"
+#include "optimizer/image/candidates.h"
 #include "optimizer/image/classify.h"
 #include "optimizer/image/decode.h"
 #include "optimizer/image/lossy.h"
@@ -18,7 +19,7 @@ namespace {
 
 // What the perceptual quality holds: pictures at normal viewing size pass for the original. Masks shape
 // edges, so they are held higher; so are charts and screenshots, where the eye expects clean flat colours.
-constexpr LookFloor pictureFloor = {0.965, 0.945, 0.72, 4.0, 0.95, 0.88};
+constexpr LookFloor pictureFloor = {0.955, 0.945, 0.70, 4.0, 0.955, 0.87};
 constexpr LookFloor syntheticFloor = {0.985, 0.965, 0.85, 3.0, 0.955, 0.95};
 constexpr LookFloor maskFloor = {0.985, 0.965, 0.80, 3.0, 0.955, 0.95};
 
@@ -36,40 +37,6 @@ constexpr double finerResolution = 4.0 / 3;
 constexpr double lossyAdvantage = 0.92;
 // Below this many bytes an image is not worth any loss.
 constexpr std::size_t tinyImage = 600;
-
-// The candidates of one image, compared as they come.
-class Choice {
- public:
-  explicit Choice(std::size_t stored) : lossless_(stored) {}
-
-  // Ties go to the earlier one: callers offer the simpler coding first.
-  void offer(EncodedImage image, bool sameSamples = false) {
-    const std::size_t size = image.cost();
-    if (image.lossless) {
-      if (size >= lossless_) return;
-      lossless_ = size;
-      bestLossless_ = RecodedImage{std::move(image), sameSamples, false};
-    } else {
-      if (bestLossy_ && size >= bestLossy_->image.cost()) return;
-      bestLossy_ = RecodedImage{std::move(image), sameSamples, false};
-    }
-  }
-
-  std::size_t losslessSize() const { return lossless_; }
-  bool hasLossy() const { return bestLossy_.has_value(); }
-
-  std::optional<RecodedImage> take(double advantage) {
-    if (bestLossy_ &&
-        static_cast<double>(bestLossy_->image.cost()) < advantage * static_cast<double>(lossless_)) {
-      return std::move(bestLossy_);
-    }
-    return std::move(bestLossless_);
-  }
-
- private:
-  std::size_t lossless_;
-  std::optional<RecodedImage> bestLossless_, bestLossy_;
-};
 
 struct Size {
   std::uint32_t width, height;
@@ -94,80 +61,6 @@ Size targetSize(const ImageJob& job, const Resampling& wanted, double finer = 1)
 std::uint32_t viewSide(std::uint32_t side, double dpi) {
   if (dpi <= viewingDpi) return side;
   return std::max(1u, static_cast<std::uint32_t>(std::lround(side * viewingDpi / dpi)));
-}
-
-unsigned bitsForColors(std::size_t colors) {
-  return colors <= 2 ? 1 : colors <= 4 ? 2 : colors <= 16 ? 4 : 8;
-}
-
-PackedSamples packIndexes(const Pixels& indexes, unsigned bits) {
-  PackedSamples packed{indexes.width(),
-                       indexes.height(),
-                       1,
-                       bits,
-                       ColorKind::indexed,
-                       (std::size_t{indexes.width()} * bits + 7) / 8,
-                       {}};
-  packed.samples.resize(packed.stride * packed.height);
-  for (std::uint32_t y = 0; y < indexes.height(); ++y) {
-    const std::uint8_t* in = indexes.row(y);
-    std::uint8_t* out = packed.samples.data() + packed.stride * y;
-    for (std::uint32_t x = 0; x < indexes.width(); ++x) {
-      const std::size_t at = std::size_t{x} * bits;
-      out[at >> 3] = static_cast<std::uint8_t>(out[at >> 3] | (in[x] << (8 - bits - (at & 7))));
-    }
-  }
-  return packed;
-}
-
-EncodedImage encodeIndexed(const Pixels& indexes, const Bytes& palette, unsigned channels,
-                           ColorKind paletteKind) {
-  EncodedImage image = encodeFlate(packIndexes(indexes, bitsForColors(palette.size() / channels)));
-  image.kind = ColorKind::indexed;
-  image.palette = palette;
-  image.paletteKind = paletteKind;
-  return image;
-}
-
-// Palette entries sorted by brightness: neighbouring shades get neighbouring indexes, which codes better.
-Bytes sortedPalette(const Bytes& palette, unsigned channels) {
-  std::vector<Bytes> colors;
-  for (std::size_t i = 0; i + channels <= palette.size(); i += channels) {
-    colors.emplace_back(palette.begin() + static_cast<std::ptrdiff_t>(i),
-                        palette.begin() + static_cast<std::ptrdiff_t>(i + channels));
-  }
-  const auto brightness = [](const Bytes& color) {
-    unsigned sum = 0;
-    for (std::uint8_t sample : color) sum += sample;
-    return sum;
-  };
-  std::sort(colors.begin(), colors.end(), [&](const Bytes& a, const Bytes& b) {
-    return brightness(a) != brightness(b) ? brightness(a) < brightness(b) : a < b;
-  });
-  Bytes sorted;
-  for (const Bytes& color : colors) sorted.insert(sorted.end(), color.begin(), color.end());
-  return sorted;
-}
-
-// Grey levels that fit 1, 2 or 4 bits exactly: the depth they need; 8 where they need it all.
-unsigned bitsForLevels(const Bytes& levels) {
-  for (unsigned bits : {1u, 2u, 4u}) {
-    const unsigned step = 255 / ((1u << bits) - 1);
-    if (std::all_of(levels.begin(), levels.end(), [step](std::uint8_t level) { return level % step == 0; }))
-      return bits;
-  }
-  return 8;
-}
-
-EncodedImage encodeGrey(const Pixels& grey, const std::optional<Bytes>& levels) {
-  const unsigned bits = levels ? bitsForLevels(*levels) : 8;
-  if (bits == 8) return encodeFlate(grey);
-  Pixels indexes = grey;
-  const unsigned step = 255 / ((1u << bits) - 1);
-  for (std::uint8_t& sample : indexes.samples()) sample = static_cast<std::uint8_t>(sample / step);
-  EncodedImage image = encodeFlate(packIndexes(indexes, bits));
-  image.kind = ColorKind::grey;
-  return image;
 }
 
 // The original as it is looked at, prepared once.
@@ -228,19 +121,24 @@ void Recoding::offerSameSamples() {
     image.width = job_.source.width;
     image.height = job_.source.height;
     image.data = std::move(*smaller);
-    choice_.offer(std::move(image), true);
+    choice_.offer({std::move(image), {}, {}, true});
   } else if (sampled()) {
     Result<PackedSamples> samples = decodeSamples(job_.source);
-    if (samples) choice_.offer(encodeFlate(*samples), true);
+    if (!samples) return;
+    Candidate candidate = plainCandidate(*samples);
+    candidate.sameSamples = true;
+    choice_.offer(std::move(candidate));
   }
 }
 
 void Recoding::offerBitonal(const Pixels& pixels, bool lossless) {
-  EncodedImage flate = encodeFlate(pixels);
-  flate.lossless = lossless;
-  EncodedImage bitonal = encodeBitonal(pixels);
-  bitonal.lossless = lossless;
-  if (allows(settings_.bitonalCodecs, Codec::bitonal)) choice_.offer(std::move(bitonal));
+  Candidate flate = plainCandidate(pixels);
+  flate.image.lossless = lossless;
+  if (allows(settings_.bitonalCodecs, Codec::bitonal)) {
+    Candidate bitonal{encodeBitonal(pixels), {}, {}, false};
+    bitonal.image.lossless = lossless;
+    choice_.offer(std::move(bitonal));
+  }
   if (allows(settings_.bitonalCodecs, Codec::flate) || allows(settings_.bitonalCodecs, Codec::automatic)) {
     choice_.offer(std::move(flate));
   }
@@ -260,9 +158,9 @@ void Recoding::bitonalImage(const Pixels& pixels) {
 
 void Recoding::offerLossless(const Pixels& pixels, const ImageFacts& facts, bool exact) {
   const bool reduce = settings_.reduceColorComplexity || !exact;
-  const auto offer = [&](EncodedImage image) {
-    image.lossless = exact;
-    choice_.offer(std::move(image));
+  const auto offer = [&](Candidate candidate) {
+    candidate.image.lossless = exact;
+    choice_.offer(std::move(candidate));
   };
   const ColorKind kind = pixels.kind();
   // RGB that is grey: as DeviceGray where that looks the same; else a palette in its own space does as well.
@@ -279,18 +177,19 @@ void Recoding::offerLossless(const Pixels& pixels, const ImageFacts& facts, bool
       Pixels bitonal = thresholdTo1Bit(grey);
       offerBitonal(bitonal, exact);
     }
-    offer(encodeGrey(grey, levels));
+    offer(greyCandidate(grey, levels));
   } else if (kind != ColorKind::indexed) {
     // A palette of some hundred colours almost always beats three samples a pixel; without one there is no
     // choice.
-    if (!facts.palette || !reduce || job_.preblended || pixels.pixelCount() < 256) offer(encodeFlate(pixels));
+    if (!facts.palette || !reduce || job_.preblended || pixels.pixelCount() < 256)
+      offer(plainCandidate(pixels));
   }
   // SMask must stay DeviceGray (ISO 32000-1, Table 145), so masks get no palette.
   if (reduce && facts.palette && job_.role == ImageRole::picture && !job_.preblended &&
       kind != ColorKind::other &&
       (facts.colors <= 16 || pixels.channels() > 1 || kind == ColorKind::indexed)) {
     const Bytes palette = sortedPalette(*facts.palette, pixels.channels());
-    offer(encodeIndexed(indexByPalette(pixels, palette), palette, pixels.channels(), kind));
+    offer(indexedCandidate(indexByPalette(pixels, palette), palette, pixels.channels(), kind));
   }
 }
 
@@ -325,7 +224,7 @@ void Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageF
     options.quality = quality;
     options.subsampleChroma = quality < 90 && facts.kind == ImageClass::continuous;
     Result<EncodedImage> image = encodeJpeg(coded, options);
-    if (image) choice_.offer(std::move(*image));
+    if (image) choice_.offer({std::move(*image), {}, {}, false});
     return;
   }
   const LookReference closeUp(pixels, pixels.width(), pixels.height());
@@ -342,15 +241,15 @@ void Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageF
       space.palette = quantized.palette;
       const Pixels shown = applyPalette(quantized.indexes, space);
       if (!looksRight(*views, shown, floor)) break;
-      EncodedImage image =
-          encodeIndexed(quantized.indexes, quantized.palette, coded.channels(), coded.kind());
-      image.lossless = false;
-      choice_.offer(std::move(image));
+      Candidate candidate =
+          indexedCandidate(quantized.indexes, quantized.palette, coded.channels(), coded.kind());
+      candidate.image.lossless = false;
+      choice_.offer(std::move(candidate));
     }
   }
   if (!jpegSuits) return;
   std::optional<EncodedImage> image = encodeJpegForLook(coded, target, highest);
-  if (image) choice_.offer(std::move(*image));
+  if (image) choice_.offer({std::move(*image), {}, {}, false});
 }
 
 Pixels Recoding::reduced(const Pixels& pixels, Size size) const {

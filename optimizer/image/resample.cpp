@@ -161,27 +161,31 @@ Pixels blockAverage(const Pixels& pixels, std::uint32_t width, std::uint32_t hei
   width = std::min(width, pixels.width());
   height = std::min(height, pixels.height());
   const unsigned channels = pixels.channels();
-  const auto edge = [](std::uint32_t i, std::uint32_t from, std::uint32_t to) {
-    return static_cast<std::uint32_t>(std::uint64_t{i} * from / to);
+  const auto edges = [](std::uint32_t from, std::uint32_t to) {
+    std::vector<std::uint32_t> list(std::size_t{to} + 1);
+    for (std::uint32_t i = 0; i <= to; ++i)
+      list[i] = static_cast<std::uint32_t>(std::uint64_t{i} * from / to);
+    return list;
   };
+  const std::vector<std::uint32_t> columns = edges(pixels.width(), width),
+                                   rows = edges(pixels.height(), height);
   Pixels out(width, height, channels, pixels.kind());
-  std::vector<std::uint32_t> columns(pixels.stride());
+  std::vector<std::uint32_t> sums(pixels.stride());
   for (std::uint32_t y = 0; y < height; ++y) {
-    const std::uint32_t top = edge(y, pixels.height(), height), bottom = edge(y + 1, pixels.height(), height);
-    const std::uint8_t* first = pixels.row(top);
-    for (std::size_t i = 0; i < columns.size(); ++i) columns[i] = first[i];
-    for (std::uint32_t row = top + 1; row < bottom; ++row) {
+    const std::uint8_t* first = pixels.row(rows[y]);
+    for (std::size_t i = 0; i < sums.size(); ++i) sums[i] = first[i];
+    for (std::uint32_t row = rows[y] + 1; row < rows[y + 1]; ++row) {
       const std::uint8_t* in = pixels.row(row);
-      for (std::size_t i = 0; i < columns.size(); ++i) columns[i] += in[i];
+      for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += in[i];
     }
     std::uint8_t* to = out.row(y);
     for (std::uint32_t x = 0; x < width; ++x) {
-      const std::uint32_t left = edge(x, pixels.width(), width), right = edge(x + 1, pixels.width(), width);
-      const std::uint32_t area = (right - left) * (bottom - top);
+      const std::uint32_t area = (columns[x + 1] - columns[x]) * (rows[y + 1] - rows[y]);
       for (unsigned c = 0; c < channels; ++c) {
         std::uint32_t sum = 0;
-        for (std::uint32_t at = left; at < right; ++at) sum += columns[std::size_t{at} * channels + c];
-        to[std::size_t{x} * channels + c] = static_cast<std::uint8_t>(sum / area);
+        for (std::uint32_t at = columns[x]; at < columns[x + 1]; ++at)
+          sum += sums[std::size_t{at} * channels + c];
+        *to++ = static_cast<std::uint8_t>(sum / area);
       }
     }
   }

@@ -17,6 +17,10 @@ constexpr double c1 = 6.5025, c2 = 58.5225;  // (0.01 * 255)^2, (0.03 * 255)^2
 constexpr double fullVariance = 120;
 constexpr double leastWeight = 0.02;
 
+// A picture larger than this is judged on evenly spaced bands of rows: enough places for a mean.
+constexpr std::uint64_t enoughPixels = 700'000;
+constexpr std::uint32_t band = 64;
+
 struct ColumnSums {
   std::vector<std::uint32_t> a, b, aa, bb, ab;
   explicit ColumnSums(std::size_t n) : a(n), b(n), aa(n), bb(n), ab(n) {}
@@ -42,31 +46,33 @@ double similarity(double a, double b, double aa, double bb, double ab, double co
 Look structureOf(const Pixels& a, const Pixels& b) {
   const std::uint32_t w = std::min(window, a.width()), h = std::min(window, a.height());
   const double count = static_cast<double>(w) * h;
-  ColumnSums sums(a.width());
   double total = 0, weighted = 0, weights = 0;
   std::uint64_t places = 0;
   std::vector<std::uint32_t> histogram(1001);
-  for (std::uint32_t y = 0; y < a.height(); ++y) {
-    addRow(sums, a.row(y), b.row(y), 1);
-    if (y >= h) addRow(sums, a.row(y - h), b.row(y - h), ~std::uint32_t{0});
-    if (y + 1 < h || (y + 1 - h) % step != 0) continue;
-    std::uint64_t sa = 0, sb = 0, saa = 0, sbb = 0, sab = 0;
-    for (std::uint32_t x = 0; x < a.width(); ++x) {
-      sa += sums.a[x], sb += sums.b[x], saa += sums.aa[x], sbb += sums.bb[x], sab += sums.ab[x];
-      if (x >= w) {
-        sa -= sums.a[x - w], sb -= sums.b[x - w], saa -= sums.aa[x - w], sbb -= sums.bb[x - w],
-            sab -= sums.ab[x - w];
+  const auto every = static_cast<std::uint32_t>(1 + a.pixelCount() / enoughPixels);
+  for (std::uint32_t top = 0; top + h <= a.height(); top += band * every) {
+    ColumnSums sums(a.width());
+    for (std::uint32_t y = top; y < std::min(a.height(), top + band + h - 1); ++y) {
+      addRow(sums, a.row(y), b.row(y), 1);
+      if (y >= top + h) addRow(sums, a.row(y - h), b.row(y - h), ~std::uint32_t{0});
+      if (y + 1 < top + h || (y + 1 - h - top) % step != 0) continue;
+      std::uint32_t sa = 0, sb = 0, saa = 0, sbb = 0, sab = 0;
+      for (std::uint32_t x = 0; x < a.width(); ++x) {
+        sa += sums.a[x], sb += sums.b[x], saa += sums.aa[x], sbb += sums.bb[x], sab += sums.ab[x];
+        if (x >= w) {
+          sa -= sums.a[x - w], sb -= sums.b[x - w], saa -= sums.aa[x - w], sbb -= sums.bb[x - w];
+          sab -= sums.ab[x - w];
+        }
+        if (x + 1 < w || (x + 1 - w) % step != 0) continue;
+        double variance = 0;
+        const double s = similarity(sa, sb, saa, sbb, sab, count, variance);
+        const double weight = leastWeight + (1 - leastWeight) * std::min(1.0, variance / fullVariance);
+        total += s;
+        weighted += weight * s;
+        weights += weight;
+        ++places;
+        ++histogram[static_cast<std::size_t>(std::clamp(s, 0.0, 1.0) * 1000)];
       }
-      if (x + 1 < w || (x + 1 - w) % step != 0) continue;
-      double variance = 0;
-      const double s = similarity(static_cast<double>(sa), static_cast<double>(sb), static_cast<double>(saa),
-                                  static_cast<double>(sbb), static_cast<double>(sab), count, variance);
-      const double weight = leastWeight + (1 - leastWeight) * std::min(1.0, variance / fullVariance);
-      total += s;
-      weighted += weight * s;
-      weights += weight;
-      ++places;
-      ++histogram[static_cast<std::size_t>(std::clamp(s, 0.0, 1.0) * 1000)];
     }
   }
   Look look;
@@ -82,6 +88,22 @@ Look structureOf(const Pixels& a, const Pixels& b) {
   }
   look.worst = worst / static_cast<double>(wanted);
   return look;
+}
+
+// A picture smaller than the view is shown enlarged, nearest pixel by nearest pixel.
+Pixels enlarged(Pixels pixels, std::uint32_t width, std::uint32_t height) {
+  if (pixels.width() == width && pixels.height() == height) return pixels;
+  Pixels larger(width, height, pixels.channels(), pixels.kind());
+  const unsigned n = pixels.channels();
+  for (std::uint32_t y = 0; y < height; ++y) {
+    const std::uint8_t* in =
+        pixels.row(static_cast<std::uint32_t>(std::uint64_t{y} * pixels.height() / height));
+    for (std::uint32_t x = 0; x < width; ++x) {
+      const std::uint8_t* from = in + std::uint64_t{x} * pixels.width() / width * n;
+      std::copy(from, from + n, larger.row(y) + std::size_t{x} * n);
+    }
+  }
+  return larger;
 }
 
 double squaredError(const Pixels& a, const Pixels& b) {
@@ -104,28 +126,15 @@ LookReference::LookReference(const Pixels& reference, std::uint32_t width, std::
 
 LookReference::Planes LookReference::view(const Pixels& pixels) const {
   Planes planes;
-  Pixels shown = pixels.bits() == 1 ? expandTo8Bits(pixels) : pixels;
-  if (shown.width() > width_ || shown.height() > height_) {
-    shown = reduction_ == Reduction::area ? areaAverage(shown, width_, height_)
-                                          : blockAverage(shown, width_, height_);
+  planes.luma = lumaOf(pixels);
+  if (planes.luma.width() > width_ || planes.luma.height() > height_) {
+    planes.luma = reduction_ == Reduction::area ? areaAverage(planes.luma, width_, height_)
+                                                : blockAverage(planes.luma, width_, height_);
   }
-  if (shown.width() < width_ || shown.height() < height_) {
-    // A smaller candidate is shown enlarged, nearest pixel by nearest pixel.
-    Pixels larger(width_, height_, shown.channels(), shown.kind());
-    const unsigned n = shown.channels();
-    for (std::uint32_t y = 0; y < height_; ++y) {
-      const std::uint8_t* in =
-          shown.row(static_cast<std::uint32_t>(std::uint64_t{y} * shown.height() / height_));
-      for (std::uint32_t x = 0; x < width_; ++x) {
-        const std::uint8_t* from = in + std::uint64_t{x} * shown.width() / width_ * n;
-        std::copy(from, from + n, larger.row(y) + std::size_t{x} * n);
-      }
-    }
-    shown = std::move(larger);
-  }
-  planes.luma = lumaOf(shown);
-  if (shown.channels() < 3) return planes;
-  const Pixels small = blockAverage(shown, (width_ + 1) / 2, (height_ + 1) / 2);
+  planes.luma = enlarged(std::move(planes.luma), width_, height_);
+  if (pixels.channels() < 3 || reduction_ == Reduction::blocks) return planes;
+  const std::uint32_t width = (width_ + 1) / 2, height = (height_ + 1) / 2;
+  const Pixels small = enlarged(blockAverage(pixels, width, height), width, height);
   planes.blue = Pixels(small.width(), small.height(), 1, ColorKind::grey);
   planes.red = planes.blue;
   const unsigned n = small.channels();

@@ -19,6 +19,7 @@ struct Look {
 // How a picture is reduced to the size at which it is looked at: with true averages, which is what the
 // picture holds; or in whole pixels, as common viewers do (see blockAverage), which is what people get to
 // see.
+// The second looks at the luma only.
 enum class Reduction : std::uint8_t { area, blocks };
 
 // The reference, prepared once for many comparisons at one viewing size.
