@@ -34,7 +34,7 @@ constexpr std::array<int, 24> ladder = {12, 15, 18, 22, 26, 30, 34, 38, 42, 46, 
                                         58, 62, 66, 70, 74, 77, 80, 83, 86, 89, 91, 93};
 
 // Like that of any picture, but without a close-up: the mask keeps what is sharp.
-constexpr LookFloor layeredFloor = {0.965, 0.945, 0.72, 4.0, 0};
+constexpr LookFloor layeredFloor = {0.965, 0.945, 0.72, 4.0, 0, 0};
 
 // Four dictionaries and the form's content.
 constexpr std::size_t overhead = 700;

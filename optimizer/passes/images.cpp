@@ -24,6 +24,7 @@
 #include "optimizer/image/color.h"
 #include "optimizer/image/recode.h"
 #include "optimizer/image/source.h"
+#include "optimizer/passes/mrc.h"
 #include "optimizer/passes/passes.h"
 #include "optimizer/pipeline/report.h"
 #include "optimizer/settings/settings.h"
@@ -47,7 +48,9 @@ struct Entry {
 struct Task {
   std::vector<std::size_t> entries;  // equal images, the first of them is read
   ImageJob job;
+  bool mayBeLayered = false;
   std::optional<RecodedImage> result;
+  std::optional<LayeredImage> layers;  // where they beat the result
 };
 
 // What decides whether two image streams are the same picture, apart from their data.
@@ -81,7 +84,7 @@ class ImagesPass : public Pass {
   void placeMask(QPDFObjectHandle picture, const char* key, ImageRole role, const Entry& use);
   void work(PassContext& context);
   void runBatch(PassContext& context, std::vector<Task>& batch);
-  void apply(Task& task);
+  void apply(PassContext& context, Task& task);
   void replace(QPDFObjectHandle object, const Task& task);
   bool sameData(QPDFObjectHandle a, QPDFObjectHandle b);
 
@@ -233,6 +236,7 @@ void ImagesPass::work(PassContext& context) {
         task.job.softMask = std::move(*soft);
       }
     }
+    task.mayBeLayered = layersSuit(first.object, task.job, task.job.pageCoverage, context.settings);
     held += task.job.source.data.size();
     batch.push_back(std::move(task));
     if (held >= kBatchBytes || batch.size() >= kBatchImages) {
@@ -251,22 +255,31 @@ void ImagesPass::runBatch(PassContext& context, std::vector<Task>& batch) {
       batch.size(),
       [&](std::size_t i) {
         try {
-          batch[i].result = recodeImage(batch[i].job, context.settings);
+          Task& task = batch[i];
+          task.result = recodeImage(task.job, context.settings);
+          if (!task.mayBeLayered) return;
+          const std::size_t toBeat = task.result ? task.result->image.cost() : task.job.source.storedBytes;
+          task.layers = layersOf(task.job, context.settings, toBeat);
         } catch (const std::exception&) {
           batch[i].result.reset();  // out of memory: the image stays as it is
+          batch[i].layers.reset();
         }
       },
       [&](std::size_t i) { return recodingCost(batch[i].job); });
   for (Task& task : batch) {
-    if (task.result) apply(task);
+    if (task.result || task.layers) apply(context, task);
   }
   batch.clear();
 }
 
-void ImagesPass::apply(Task& task) {
+void ImagesPass::apply(PassContext& context, Task& task) {
   for (std::size_t i : task.entries) {
     Entry& entry = entries_[i];
-    if (task.result->opaqueMask) {
+    if (task.layers) {
+      replaceByLayers(context.document.pdf(), entry.object, *task.layers);
+      saved_ +=
+          static_cast<long long>(task.job.source.storedBytes) - static_cast<long long>(task.layers->cost());
+    } else if (task.result->opaqueMask) {
       for (QPDFObjectHandle& parent : entry.parents) parent.getDict().removeKey("/SMask");
       saved_ += static_cast<long long>(task.job.source.storedBytes);
     } else {
