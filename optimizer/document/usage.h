@@ -1,5 +1,6 @@
 // What a document's content really uses, found by interpreting every content stream once: pages, form XObjects,
-// patterns, Type 3 glyphs, soft-mask groups and annotation appearances (ISO 32000-1, 7.8, 8.4, 9.4).
+// patterns, Type 3 glyphs, soft-mask groups and annotation appearances (ISO 32000-1, 7.8, 8.4, 9.4). Optional content
+// counts whether it is switched on or not; so do hidden annotations and every state of an appearance.
 #pragma once
 
 #include <cstdint>
@@ -8,20 +9,24 @@
 #include <string>
 #include <vector>
 
+#include <qpdf/QPDF.hh>
 #include <qpdf/QPDFObjectHandle.hh>
 
 namespace optimizer {
 
 class Document;
 
-// All draws of one image XObject. A soft mask or stencil mask counts with the image that it belongs to.
+// All draws of one image XObject.
 struct ImageUse {
+  // False when it may also be drawn at a size not known here: then its resolution and its edges stay as they are.
+  bool complete = true;
   // Effective resolution in dots per inch at the image's largest use (the smallest value over all draws), along the
-  // image's own axes; 0 when the image is never drawn.
+  // image's own axes, for the Width and Height of its dictionary; 0 when it is never drawn on a page.
   double dpiX = 0;
   double dpiY = 0;
   // Smallest rectangle of the unit square of image space (origin bottom left) that holds every part a page ever shows,
-  // clip paths and page boxes considered; {0,0,1,1} where that is not known to be smaller.
+  // clip paths and page boxes considered; {0,0,1,1} where that is not known to be smaller, and for an image that no
+  // page shows at all. Exact to rounding: leave a pixel around it.
   double visibleLeft = 0, visibleBottom = 0, visibleRight = 1, visibleTop = 1;
   // Largest share of a page's area that one draw covers, 0 to 1.
   double pageCoverage = 0;
@@ -33,20 +38,30 @@ struct ImageUse {
 struct FontUse {
   // False when some shown string could not be split into codes or the font may be typed with: then every glyph counts.
   bool complete = true;
-  std::set<std::uint32_t> codes;   // simple fonts: one byte; composite fonts: the code as its CMap's codespace splits it
+  // Simple fonts: one byte. Composite fonts: the code's bytes, high byte first, as its CMap's codespace splits them;
+  // codes of different lengths and equal value are not told apart.
+  std::set<std::uint32_t> codes;
 };
 
 struct DocumentUsage {
   // False when some content could not be read: then nothing may be removed for being unused.
   bool complete = true;
+  // Images drawn for themselves, their alternates included. An image that is missing here is never drawn.
   std::map<QPDFObjGen, ImageUse> images;
+  // Soft masks and stencil masks of those images: drawn wherever the images are, with figures for their own size.
+  std::map<QPDFObjGen, ImageUse> masks;
+  // Fonts that text is shown with, or that a form field or free text names for typing. A font that is missing here is
+  // never used.
   std::map<QPDFObjGen, FontUse> fonts;
-  // For each object that holds a content stream (page, form, pattern, Type 3 font): the resource names it uses, as
-  // "category/name", for instance "XObject/Im0".
+  // For each object that has Resources (page, form, pattern, Type 3 font): the resource names used from them, as
+  // "category/name", for instance "XObject/Im0". A page's names include those that content without resources of its own
+  // takes from it, and a page inherits its Resources from the page tree.
   std::map<QPDFObjGen, std::set<std::string>> resources;
 };
 
 // Interprets the whole document. Bounded in depth and time on hostile input; what cannot be read clears `complete`.
+// Font dictionaries that stand directly in a resource dictionary become indirect objects on the way.
 DocumentUsage analyzeUsage(Document& document);
+DocumentUsage analyzeUsage(QPDF& pdf, const std::vector<QPDFObjectHandle>& pages);
 
 }  // namespace optimizer
