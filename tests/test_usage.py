@@ -8,7 +8,7 @@ import pytest
 import messages
 from world import KELV
 
-NO_INPUT = (messages.NO_INPUT + "\n" + messages.USAGE + "\n").encode()
+NO_INPUT = (messages.NO_INPUT + "\n" + messages.USAGE).encode()
 
 
 def test_the_usage_text_has_27_lines():

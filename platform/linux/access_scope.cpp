@@ -12,7 +12,9 @@ namespace {
 // The real path of what exists of path, and the rest of it behind that; empty when it cannot be told.
 std::string realPath(const std::string& path) {
   std::error_code error;
-  const std::filesystem::path real = std::filesystem::weakly_canonical(path, error);
+  const std::filesystem::path absolute = std::filesystem::absolute(path, error);
+  if (error) return "";
+  const std::filesystem::path real = std::filesystem::weakly_canonical(absolute, error);
   if (error) return "";
   std::string text = real.string();
   while (text.size() > 1 && text.back() == '/') text.pop_back();

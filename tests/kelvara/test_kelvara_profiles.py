@@ -88,7 +88,7 @@ def test_an_export_that_cannot_be_says_what_to_do(world, arguments, status, text
 
 def test_show_explains_every_key(world):
     lines = kelvara(world, "profile", "show", "web", "--all").lines
-    keys = [line for line in lines if line.startswith(("image", "strip", "remove", "custom", "update", "c", "f", "m", "s", "o"))]
+    keys = [line for line in lines if line.startswith(("image", "strip", "remove", "custom", "update", "c", "f", "m", "r", "s", "o"))]
     assert len(keys) >= 38
     assert any(line.startswith("stripPieceInfo") and "(by default)" in line for line in keys)
 
