@@ -15,7 +15,7 @@ def world():
     root = Path(tempfile.mkdtemp(prefix="kelv-test-"))
     made = World(root)
     yield made
-    made.unlock()
+    made.close()
     shutil.rmtree(root)
 
 

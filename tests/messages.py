@@ -36,8 +36,8 @@ USAGE_LINES = [
     "Makes the compression more verbose/talkative. Mostly useful for debugging.",
     "",
 ]
-# The text ends in its own line break, and printing it adds one more.
-USAGE = "\n".join(USAGE_LINES) + "\n"
+# The text ends in a line break of its own (its last line is empty), and printing it adds one more.
+USAGE = "\n".join(USAGE_LINES)
 
 NO_INPUT = "ERROR: No input paths have been provided."
 NO_PDF_IN_FOLDER = "ERROR: #q35gFE22 No PDF files have been found in that folder."

@@ -193,7 +193,7 @@ def test_every_truncation_of_a_bookmark_is_refused_without_harm(world):
         world.write_standard(**{LOCAL: whole[:length]})
         run = world.kelv("a.pdf")
         run.assert_clean_end()
-        assert run.text[0].startswith(messages.BOOKMARK_UNRESOLVED) or len(run.opened) == 1
+        assert len(run.opened) == 1 or run.text[0].startswith(messages.BOOKMARK_UNRESOLVED) or run.text == [messages.ACCESS_REFUSED], (length, run.text)
 
 
 def test_a_stored_bookmark_whose_folder_is_gone_is_reported(world):
@@ -446,12 +446,11 @@ def test_a_full_disk_keeps_the_old_preferences(world):
         world.write_suite(Kept="y" * 20000, **{ORIGINAL_TOTAL: 1, COMPRESSED_TOTAL: 1})
         world.grant(world.documents)
         world.make_pdf("a.pdf")
-        with open(config / "filler", "wb") as filler:
-            try:
-                while filler.write(b"z" * 4096):
-                    filler.flush()
-            except OSError:
+        filler = os.open(config / "filler", os.O_WRONLY | os.O_CREAT)
+        with pytest.raises(OSError):
+            while os.write(filler, b"z" * 4096):
                 pass
+        os.close(filler)
         before = world.read_suite()
         run = world.kelv("a.pdf")
         assert run.status == 0

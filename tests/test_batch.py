@@ -62,7 +62,7 @@ def test_progress_is_printed_while_the_run_goes_on(granted):
         stdout=subprocess.PIPE,
         stderr=subprocess.DEVNULL,
     )
-    first = [process.stdout.readline().decode().rstrip("\n") for _ in range(8)]
+    first = [process.stdout.readline().decode().rstrip("\n") for _ in range(9)]
     assert process.poll() is None
     process.kill()
     process.wait()

@@ -5,6 +5,7 @@ import os
 import pytest
 
 import messages
+from profiles import write_profile
 
 
 def saved_sizes(folder):
@@ -144,7 +145,7 @@ def test_output_files_end_at_the_first_argument_that_names_none(granted):
 
 def test_a_profile_ends_the_output_files(granted):
     granted.make_pdf("a.pdf")
-    (granted.documents / "p.kelvcp").write_text("()")
+    write_profile(granted, {})
     run = granted.kelv("a.pdf", "--output", "x.pdf", "p.kelvcp", "y.pdf")
     run.assert_clean_end()
     assert granted.names() == ["a.pdf", "p.kelvcp", "x.pdf"]

@@ -6,9 +6,10 @@ import time
 import pytest
 
 import messages
+from profiles import write_profile
 from world import KELV
 
-NO_INPUT = (messages.NO_INPUT + "\n" + messages.USAGE).encode()
+NO_INPUT = (messages.NO_INPUT + "\n" + messages.USAGE + "\n").encode()
 
 
 def test_the_usage_text_has_27_lines():
@@ -81,8 +82,7 @@ def test_a_folder_before_files_leaves_the_files_out(granted):
 
 def test_the_profile_option_after_a_folder_is_one_more_folder(granted):
     granted.make_pdf("folder/b.pdf")
-    (granted.documents / "p.kelvcp").write_bytes(b"")
-    (granted.documents / "p.kelvcp").write_text("()")
+    write_profile(granted, {})
     run = granted.kelv("folder", "--profile", "p.kelvcp")
     run.assert_clean_end()
     assert run.opened == [bytes(granted.documents / "folder" / "b.pdf")]

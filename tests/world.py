@@ -139,12 +139,28 @@ class World:
             "LANG": "C.UTF-8",
             "TZ": "UTC",
         }
-        for name in ("ASAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS", "GCOV_PREFIX"):
+        for name in ("ASAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS"):
             if name in os.environ:
                 self.environment[name] = os.environ[name]
+        self.coverage_mount = None
+        if "KELV_COVERAGE" in os.environ:
+            self._collect_coverage(Path(os.environ["KELV_COVERAGE"]))
         self.locked = []
         self.working_directory = self.documents
         self.script = []
+
+    def _collect_coverage(self, build):
+        """Brings the coverage build into a place where kelv may write, so that its counters reach it."""
+        self.coverage_mount = self.config / "kelvara" / "coverage"
+        self.coverage_mount.mkdir(parents=True)
+        subprocess.run(["mount", "--bind", build, self.coverage_mount], check=True)
+        self.environment["GCOV_PREFIX"] = str(self.coverage_mount)
+        self.environment["GCOV_PREFIX_STRIP"] = str(len(build.resolve().parts) - 1)
+
+    def close(self):
+        self.unlock()
+        if self.coverage_mount:
+            subprocess.run(["umount", self.coverage_mount], check=True)
 
     # Files.
 

@@ -12,6 +12,7 @@ namespace {
 // The real path of what exists of path, and the rest of it behind that; empty when it cannot be told.
 std::string realPath(const std::string& path) {
   std::error_code error;
+  // Made absolute first: a relative path of which nothing exists yet would stay relative.
   const std::filesystem::path absolute = std::filesystem::absolute(path, error);
   if (error) return "";
   const std::filesystem::path real = std::filesystem::weakly_canonical(absolute, error);

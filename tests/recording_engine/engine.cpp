@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -36,6 +37,7 @@ void pause(int milliseconds) {
 }
 
 std::string contentOf(const std::string& path) {
+  if (!std::filesystem::is_regular_file(path)) return "";
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }

@@ -149,7 +149,7 @@ int attempt(const std::string& line) {
   if (verb == "execute") return tryExecute(path);
   if (verb == "connect") return tryConnect(std::stoi(path));
   if (verb == "connect-unix") return tryConnectUnix(path);
-  if (verb == "trace") return outcome(ptrace(PTRACE_ATTACH, getppid(), nullptr, nullptr));
+  if (verb == "trace") return outcome(ptrace(PTRACE_SEIZE, getppid(), nullptr, nullptr));
   if (verb == "signal") return outcome(kill(getppid(), 0));
   if (verb == "thread-read") {
     int error = 0;
