@@ -13,6 +13,7 @@ std::unique_ptr<Pass> makeImagesPass();
 std::unique_ptr<Pass> makeRedundantPass();
 std::unique_ptr<Pass> makeRemoveImagesPass();
 std::unique_ptr<Pass> makeStreamsPass();
+std::unique_ptr<Pass> makeSubsetFontsPass();
 std::unique_ptr<Pass> makeStripPass();
 
 }  // namespace optimizer

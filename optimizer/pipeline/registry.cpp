@@ -8,6 +8,7 @@ namespace {
 
 bool always(const Settings&) { return true; }
 bool convertsToCff(const Settings& settings) { return settings.convertToCff; }
+bool subsetsFonts(const Settings& settings) { return settings.subsetFonts; }
 constexpr std::uint32_t kFlatten = flattenFormFields | flattenLinks | flattenOtherAnnotations;
 bool flattens(const Settings& settings) { return (settings.strip & kFlatten) != 0; }
 bool strips(const Settings& settings) { return (settings.strip & ~kFlatten) != 0; }
@@ -26,6 +27,8 @@ constexpr PassEntry kPasses[] = {
     {"remove images", "Makes every image disappear.", removesImages, makeRemoveImagesPass},
     {"redundant", "Lets one of equal objects stand for all.", removesRedundant, makeRedundantPass},
     {"fonts-convert", "Converts Type 1 font programs to CFF.", convertsToCff, makeConvertFontsPass},
+    {"fonts-subset", "Leaves only the glyphs that the document shows in font programs.", subsetsFonts,
+     makeSubsetFontsPass},
     {"streams", "Codes every stream again with the strongest Deflate, and keeps what is smaller.", always,
      makeStreamsPass},
     // Once more: streams that were coded differently are the same only now.
