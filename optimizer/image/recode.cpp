@@ -305,7 +305,10 @@ void Recoding::tonedImage(Pixels pixels) {
 
 std::optional<RecodedImage> Recoding::run() {
   const ImageSource& source = job_.source;
-  const bool untouchable = source.colorKeyMask || source.color.lab || source.jpxAlpha;
+  // A Decode array that scales the samples rounds them, and each viewer in its own way.
+  const bool scaled = !source.plainDecode() && !source.invertedDecode();
+  const bool untouchable = source.colorKeyMask || source.color.lab || source.jpxAlpha ||
+                           (scaled && (!lossyAllowed() || source.color.kind == ColorKind::indexed));
   if (job_.role == ImageRole::softMask && sampled() && source.color.kind != ColorKind::grey)
     return std::nullopt;
   if (untouchable || source.coding == ImageCoding::jpeg || job_.losslessOnly || job_.preblended ||

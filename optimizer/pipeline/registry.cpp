@@ -27,6 +27,7 @@ constexpr PassEntry kPasses[] = {
     {"remove images", "Makes every image disappear.", removesImages, makeRemoveImagesPass},
     {"redundant", "Lets one of equal objects stand for all.", removesRedundant, makeRedundantPass},
     {"fonts-convert", "Converts Type 1 font programs to CFF.", convertsToCff, makeConvertFontsPass},
+    {"images", "Resamples images and codes each in the smallest form that keeps its look.", always, makeImagesPass},
     {"fonts-subset", "Leaves only the glyphs that the document shows in font programs.", subsetsFonts,
      makeSubsetFontsPass},
     {"streams", "Codes every stream again with the strongest Deflate, and keeps what is smaller.", always,
