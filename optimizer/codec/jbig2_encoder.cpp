@@ -1,8 +1,10 @@
 #include "optimizer/codec/jbig2_encoder.h"
 
 #include <algorithm>
-#include <initializer_list>
+#include <bit>
+#include <cstdint>
 #include <utility>
+#include <vector>
 
 #include "optimizer/codec/jbig2_generic.h"
 #include "optimizer/codec/jbig2_segments.h"
@@ -45,13 +47,71 @@ void keepSmaller(Coded& best, const Padded& picture, const GenericParams& params
 // The smaller templates learn faster, so they are worth a look in small pictures only.
 constexpr std::int64_t smallPicture = 1 << 18;
 
-Coded chooseGeneric(const Padded& picture, Jbig2Effort effort) {
+// Rows that stand for a large picture while its parameters are chosen: bands of it, those with most black.
+Bitonal sampleOf(BitonalView picture) {
+  constexpr int bandRows = 64;
+  constexpr std::int64_t samplePixels = 200000;
+  const int wanted = static_cast<int>(std::max<std::int64_t>(bandRows, samplePixels / picture.width));
+  if (picture.height <= wanted) {
+    Bitonal all(picture.width, picture.height);
+    for (int y = 0; y < picture.height; ++y) std::copy_n(picture.row(y), all.stride, all.row(y));
+    return all;
+  }
+  std::vector<std::pair<std::int64_t, int>> bands;  // minus the black pixels, first row
+  for (int y = 0; y + bandRows <= picture.height; y += bandRows) {
+    std::int64_t black = 0;
+    for (int row = y; row < y + bandRows; ++row)
+      for (std::size_t i = 0; i < (static_cast<std::size_t>(picture.width) + 7) / 8; ++i)
+        black += std::popcount(picture.row(row)[i]);
+    bands.emplace_back(-black, y);
+  }
+  std::sort(bands.begin(), bands.end());
+  bands.resize(std::max<std::size_t>(1, std::min(bands.size(), static_cast<std::size_t>(wanted / bandRows))));
+  Bitonal sample(picture.width, static_cast<int>(bands.size()) * bandRows);
+  for (std::size_t i = 0; i < bands.size(); ++i)
+    for (int row = 0; row < bandRows; ++row)
+      std::copy_n(picture.row(bands[i].second + row), sample.stride,
+                  sample.row(static_cast<int>(i) * bandRows + row));
+  return sample;
+}
+
+// Places for the adaptive pixels of template 0 that pay in practice: further along strokes, and at the
+// periods of common halftones.
+constexpr AdaptivePixel places[] = {{4, -1}, {5, -1}, {6, -1},  {-5, 0}, {-8, 0}, {-1, -3},
+                                    {1, -3}, {2, -3}, {-1, -4}, {1, -4}, {0, -8}};
+
+// Gives each adaptive pixel in turn the place that codes the sample in the fewest bytes.
+void placeAdaptivePixels(GenericParams& params, const Padded& sample) {
+  std::size_t least = codeGeneric(sample, params).size();
+  for (int i = 0; i < adaptivePixelCount(params.template_); ++i) {
+    const GenericParams before = params;
+    for (AdaptivePixel place : places) {
+      if (std::find(before.at.begin(), before.at.end(), place) != before.at.end()) continue;
+      GenericParams trial = before;
+      trial.at[static_cast<std::size_t>(i)] = place;
+      const std::size_t size = codeGeneric(sample, trial).size();
+      if (size >= least) continue;
+      least = size;
+      params = trial;
+    }
+    if (params.at == before.at) break;  // the next one would rarely do better
+  }
+}
+
+Coded chooseGeneric(BitonalView view, const Padded& picture, Jbig2Effort effort) {
   GenericParams params = nominalParams(0, false);
   Coded best{params, codeGeneric(picture, params)};
   if (effort == Jbig2Effort::fast) return best;
   if (manyRowsRepeat(picture)) keepSmaller(best, picture, nominalParams(0, true));
   if (std::int64_t{picture.width()} * picture.height() <= smallPicture)
     for (int t = 1; t < 4; ++t) keepSmaller(best, picture, nominalParams(t, best.params.typicalPrediction));
+  // Blank and nearly blank pictures have nothing left to gain.
+  constexpr std::size_t worthPlacing = 300;
+  if (best.data.size() > worthPlacing) {
+    params = best.params;
+    placeAdaptivePixels(params, Padded(sampleOf(view)));
+    if (params.at != best.params.at) keepSmaller(best, picture, params);
+  }
   return best;
 }
 
@@ -59,7 +119,7 @@ Coded chooseGeneric(const Padded& picture, Jbig2Effort effort) {
 
 Bytes encodeJbig2(BitonalView picture, Jbig2Effort effort) {
   Padded padded(picture);
-  Coded coded = chooseGeneric(padded, effort);
+  Coded coded = chooseGeneric(picture, padded, effort);
   SegmentWriter out;
   out.pageInformation(picture.width, picture.height);
   out.genericRegion(picture.width, picture.height, coded.params, coded.data);
