@@ -193,7 +193,7 @@ def test_every_truncation_of_a_bookmark_is_refused_without_harm(world):
         world.write_standard(**{LOCAL: whole[:length]})
         run = world.kelv("a.pdf")
         run.assert_clean_end()
-        assert len(run.opened) == 1 or run.text[0].startswith(messages.BOOKMARK_UNRESOLVED) or run.text == [messages.ACCESS_REFUSED], (length, run.text)
+        assert len(run.opened) == 1 or run.text[0].startswith(messages.BOOKMARK_UNRESOLVED)
 
 
 def test_a_stored_bookmark_whose_folder_is_gone_is_reported(world):
