@@ -1,5 +1,7 @@
-"""The queued mode, offered to host programs: work on the queue's threads, completions on the main queue half a second later."""
+"""What host programs are offered: work on the queue's threads with completions on the main queue half a second later, and the
+choices that the command line never makes."""
 
+import os
 import subprocess
 
 import pytest
@@ -20,13 +22,16 @@ class Hosted:
         return [line.split(" ", 1)[1] for line in self.lines if line.startswith(word + " ")]
 
 
-def host(world, *arguments, status=0):
+def host(world, *arguments, status=0, ordinary_user=False):
     environment = world.start_environment()
     environment.pop("LD_LIBRARY_PATH")  # the recording engine is inside the host
     environment["TSAN_OPTIONS"] = "halt_on_error=1:exitcode=66"
+    # The sanitizer of this compiler needs addresses that newer kernels randomize too widely.
+    command = ["setarch", "-R", HOST, *map(str, arguments)]
+    if ordinary_user and os.geteuid() == 0:
+        command = ["setpriv", "--bounding-set=-dac_override,-dac_read_search,-fowner", "--", *command]
     process = subprocess.run(
-        # The sanitizer of this compiler needs addresses that newer kernels randomize too widely.
-        ["setarch", "-R", HOST, *map(str, arguments)],
+        command,
         env=environment, cwd=world.documents, capture_output=True, timeout=120, text=True,
     )  # fmt: skip
     assert process.returncode == status, (process.returncode, process.stdout[-2000:], process.stderr[-4000:])
@@ -121,3 +126,59 @@ def test_a_failed_file_of_an_asynchronous_batch_is_reported_and_the_others_finis
 
 def test_a_limit_of_zero_runs_nothing(world):
     assert host(world, "idle").values("ran") == ["0", "5"]
+
+
+# The choices that the command line never makes.
+
+
+def test_a_host_may_have_old_files_removed_instead_of_trashed(world):
+    files = make_files(world, 2)
+    out = world.documents / "out"
+    out.mkdir()
+    (out / "0.pdf").write_bytes(b"old")
+    hosted = host(world, "remove", 2, out, *files)
+    assert (out / "0.pdf").stat().st_size == 500
+    assert world.trashed() == {}
+    assert hosted.lines.count(messages.TO_TRASH) == 1
+    assert [line for line in hosted.lines if line.startswith(messages.NO_TRASH)] == []
+    assert messages.FINISHED in hosted.lines
+
+
+def test_a_removal_that_fails_is_logged_with_its_own_code(world):
+    files = make_files(world, 1)
+    out = world.documents / "out"
+    out.mkdir()
+    (out / "0.pdf").write_bytes(b"old")
+    world.lock(out, 0o555)
+    hosted = host(world, "remove", 2, out, *files, status=1, ordinary_user=True)
+    assert " ERROR: #34fzrH  Error Domain=NSCocoaErrorDomain Code=513 " in hosted.process.stderr
+    [completion] = hosted.values("completion")
+    assert completion.split(" ", 2)[2] == (
+        "failure “0.pdf” couldn’t be removed because you don’t have permission to access it."
+    )
+    assert (out / "0.pdf").read_bytes() == b"old"
+    assert len(world.temporary_files()) == 1
+
+
+def test_the_progress_handed_on_is_the_share_of_files_begun(world):
+    files = make_files(world, 4)
+    out = world.documents / "out"
+    out.mkdir()
+    hosted = host(world, "remove", 2, out, *files)
+    assert [tuple(map(float, line.split())) for line in hosted.values("statistics")] == [
+        (0.25, 1000, 500),
+        (0.5, 1001, 500),
+        (0.75, 1002, 501),
+        (1.0, 1003, 501),
+    ]
+
+
+def test_the_second_password_wins_when_there_is_one(world):
+    files = make_files(world, 1)
+    hosted = host(world, "passwords", 2, world.temporary, *files)
+    assert [call.values[1] for call in hosted.calls if call.name == "OpenA"] == [b"", b"one", b"two", b"two"]
+
+
+def test_a_new_compressor_is_verbose(world):
+    files = make_files(world, 1)
+    assert host(world, "submit", 2, world.temporary, *files).values("verbose") == ["1"]

@@ -2,9 +2,12 @@
 //
 //   queue_host submit PROCESSORS OUT FILE…   one submission a file; prints each completion
 //   queue_host batch PROCESSORS OUT FILE…    one asynchronous batch into the folder OUT; prints its end
+//   queue_host remove PROCESSORS OUT FILE…   one synchronous batch that removes what stands at the output locations
+//   queue_host passwords PROCESSORS OUT FILE each pair of passwords in turn, synchronously
 //   queue_host idle                          a queue with the limit 0; prints whether anything ran
 //
-// Lines: "limit N", "main THREAD", "returned NANOSECONDS", "completion NANOSECONDS THREAD RESULT", "ran N".
+// Lines: "limit N", "main THREAD", "verbose FLAG", "returned NANOSECONDS", "completion NANOSECONDS THREAD RESULT",
+// "statistics PROGRESS ORIGINAL COMPRESSED", "ran N".
 #include <time.h>
 #include <unistd.h>
 
@@ -72,16 +75,17 @@ int submit(kelv::PDFCompressor& compressor, platform::MainQueue& mainQueue, cons
   return done == files.size() ? 0 : 1;
 }
 
-int batch(kelv::PDFCompressor& compressor, platform::MainQueue& mainQueue, const std::string& out,
-          const std::vector<std::string>& files) {
+int batch(kelv::PDFCompressor& compressor, platform::MainQueue& mainQueue, kelv::BatchRequest request,
+          const std::string& out, const std::vector<std::string>& files) {
   std::size_t statistics = 0, failures = 0;
   bool finished = false;
-  kelv::BatchRequest request;
   request.inputPaths = files;
   request.outputFolder = out;
-  request.asynchronous = true;
   request.verbose = true;
-  request.statistics = [&statistics](double, double, double) { ++statistics; };
+  request.statistics = [&statistics](double progress, double original, double compressed) {
+    ++statistics;
+    std::printf("statistics %.17g %.17g %.17g\n", progress, original, compressed);
+  };
   request.completion = [&](const std::vector<std::string>& paths,
                            const std::optional<platform::PlatformError>& error) {
     if (error) {
@@ -100,6 +104,20 @@ int batch(kelv::PDFCompressor& compressor, platform::MainQueue& mainQueue, const
            std::chrono::steady_clock::now() > deadline;
   });
   return finished ? 0 : 1;
+}
+
+int passwords(kelv::PDFCompressor& compressor, const std::string& out, const std::string& file) {
+  for (const auto& [first, second] : {std::pair{"", ""}, {"one", ""}, {"", "two"}, {"one", "two"}}) {
+    kelv::Submission submission;
+    submission.inputPath = file;
+    submission.outputPath = out + "/result.pdf";
+    submission.firstPassword = first;
+    submission.secondPassword = second;
+    submission.profile = std::make_shared<kelv::CompressionProfile>();
+    submission.completion = [](const std::optional<platform::PlatformError>&) { printCompletion("ok"); };
+    compressor.submitFile(std::move(submission));
+  }
+  return 0;
 }
 
 int idle(platform::Queues& queues) {
@@ -129,10 +147,18 @@ int main(int count, char** arguments) {
   int result = 2;
   {
     const auto compressor = kelv::PDFCompressor::make(services);
-    std::printf("limit %ld\nmain %d\n", compressor->compressionQueue().maxConcurrentOperationCount(), gettid());
+    std::printf("limit %ld\nmain %d\nverbose %d\n", compressor->compressionQueue().maxConcurrentOperationCount(),
+                gettid(), compressor->verbose());
     auto& mainQueue = services.queues.mainQueue();
     if (mode == "submit") result = submit(*compressor, mainQueue, arguments[3], files);
-    if (mode == "batch") result = batch(*compressor, mainQueue, arguments[3], files);
+    kelv::BatchRequest request;
+    request.asynchronous = mode == "batch";
+    if (mode == "remove") {
+      request.replace = true;
+      request.moveToTrash = false;
+    }
+    if (mode == "batch" || mode == "remove") result = batch(*compressor, mainQueue, request, arguments[3], files);
+    if (mode == "passwords") result = passwords(*compressor, arguments[3], files[0]);
   }
   return result;
 }
