@@ -48,6 +48,7 @@ constexpr int maxScans = 200;
 struct Decompressor {
   jpeg_decompress_struct info{};
   ErrorManager errors{};
+  bool ready = false;  // false where even the start failed, as with no data at all
 
   explicit Decompressor(ByteView data) {
     setErrorManager(errors);
@@ -56,6 +57,7 @@ struct Decompressor {
     jpeg_create_decompress(&info);
     info.mem->max_memory_to_use = memoryLimit;
     jpeg_mem_src(&info, data.data(), static_cast<unsigned long>(data.size()));
+    ready = true;
   }
   ~Decompressor() { jpeg_destroy_decompress(&info); }
   Decompressor(const Decompressor&) = delete;
@@ -91,7 +93,7 @@ Error failure(const ErrorManager& errors, j_common_ptr info) {
 }
 
 bool readHeader(Decompressor& jpeg) {
-  if (setjmp(jpeg.errors.jump) != 0) return false;
+  if (!jpeg.ready || setjmp(jpeg.errors.jump) != 0) return false;
   return jpeg_read_header(&jpeg.info, TRUE) == JPEG_HEADER_OK;
 }
 

@@ -20,7 +20,7 @@ DPI = 100
 # mean over any 8 x 8 pixels, which a lost mask, a swapped channel or a shifted image would pass by far.
 LOSSLESS_ANYWHERE = 0
 WEB_MEAN = 3.0
-WEB_BLOCK = 24.0
+WEB_BLOCK = 30.0
 # Renderers scale masks and images of unlike size each in their own way; edges may then move within a pixel.
 RESAMPLED_BLOCK = 40.0
 

@@ -1,0 +1,238 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "optimizer/image/candidates.h"
+#include "optimizer/image/classify.h"
+#include "optimizer/image/decode.h"
+#include "optimizer/image/lossy.h"
+#include "optimizer/image/quantize.h"
+#include "optimizer/image/recode.h"
+#include "optimizer/image/resample.h"
+#include "optimizer/image/score.h"
+
+namespace optimizer {
+namespace {
+
+// A deterministic stand-in for noise.
+std::uint32_t noise(std::uint32_t x, std::uint32_t y) {
+  std::uint32_t n = x * 374761393u + y * 668265263u;
+  n = (n ^ (n >> 13)) * 1274126177u;
+  return n ^ (n >> 16);
+}
+
+Pixels photo(std::uint32_t width, std::uint32_t height, unsigned channels = 3) {
+  Pixels pixels(width, height, channels, channels == 1 ? ColorKind::grey : ColorKind::rgb);
+  for (std::uint32_t y = 0; y < height; ++y) {
+    for (std::uint32_t x = 0; x < width; ++x) {
+      for (unsigned c = 0; c < channels; ++c) {
+        const double wave = 110 + 60 * std::sin(x * 0.05 + c) + 50 * std::cos(y * 0.04 - c);
+        pixels.row(y)[x * channels + c] = static_cast<std::uint8_t>(wave + noise(x, y) % 12);
+      }
+    }
+  }
+  return pixels;
+}
+
+Pixels bars(std::uint32_t width, std::uint32_t height) {
+  Pixels pixels(width, height, 3, ColorKind::rgb);
+  for (std::uint32_t y = 0; y < height; ++y) {
+    for (std::uint32_t x = 0; x < width; ++x) {
+      const std::uint32_t bar = x * 5 / width;
+      pixels.row(y)[x * 3] = static_cast<std::uint8_t>(bar * 50);
+      pixels.row(y)[x * 3 + 1] = static_cast<std::uint8_t>(255 - bar * 40);
+      pixels.row(y)[x * 3 + 2] = static_cast<std::uint8_t>(y * 4 / height * 60);
+    }
+  }
+  return pixels;
+}
+
+ImageJob jobOf(const Pixels& pixels, double dpi) {
+  ImageJob job;
+  job.source.width = pixels.width();
+  job.source.height = pixels.height();
+  job.source.bits = pixels.bits();
+  job.source.color.kind = job.source.color.baseKind = pixels.kind();
+  job.source.color.components = job.source.color.baseComponents = pixels.channels();
+  job.source.coding = ImageCoding::raw;
+  job.source.data = pixels.samples();
+  job.source.storedBytes = pixels.samples().size();
+  job.dpiX = job.dpiY = dpi;
+  job.deviceColors = true;
+  return job;
+}
+
+TEST(Resample, KeepsFlatColoursExactly) {
+  Pixels pixels(90, 70, 3, ColorKind::rgb);
+  for (std::size_t i = 0; i < pixels.samples().size(); ++i)
+    pixels.samples()[i] = static_cast<std::uint8_t>(i % 3 * 100);
+  for (std::uint32_t side : {1u, 13u, 45u, 69u}) {
+    for (const Pixels& smaller :
+         {resample(pixels, side, side), areaAverage(pixels, side, side), blockAverage(pixels, side, side)}) {
+      ASSERT_EQ(smaller.width(), side);
+      for (std::size_t i = 0; i < smaller.samples().size(); ++i)
+        ASSERT_EQ(smaller.samples()[i], i % 3 * 100) << side;
+    }
+  }
+}
+
+TEST(Resample, KeepsTheMean) {
+  const Pixels pixels = photo(200, 160, 1);
+  const auto mean = [](const Pixels& of) {
+    double sum = 0;
+    for (std::uint8_t sample : of.samples()) sum += sample;
+    return sum / static_cast<double>(of.samples().size());
+  };
+  EXPECT_NEAR(mean(resample(pixels, 87, 61)), mean(pixels), 1);
+  EXPECT_NEAR(mean(resample(pixels, 20, 16)), mean(pixels), 1.5);
+}
+
+TEST(Resample, NeverEnlarges) { EXPECT_EQ(resample(photo(20, 10), 400, 300).width(), 20u); }
+
+TEST(Resample, LeavesWhatIsTransparentOutOfWhatIsSeen) {
+  // White where it shows, black where it does not: the edge must not become dark.
+  Pixels pixels(64, 64, 1, ColorKind::grey), alpha(64, 64, 1, ColorKind::grey);
+  for (std::uint32_t y = 0; y < 64; ++y) {
+    for (std::uint32_t x = 0; x < 33; ++x) pixels.row(y)[x] = alpha.row(y)[x] = 255;
+  }
+  const Pixels smaller = resampleUnderMask(pixels, alpha, 32, 32);
+  for (std::uint32_t x = 0; x < 17; ++x) EXPECT_GE(smaller.row(16)[x], 250) << x;
+}
+
+TEST(Look, IsPerfectForTheSamePicture) {
+  const Pixels pixels = photo(120, 90);
+  const Look look = LookReference(pixels, 80, 60).compare(pixels);
+  EXPECT_DOUBLE_EQ(look.structure, 1);
+  EXPECT_DOUBLE_EQ(look.busy, 1);
+  EXPECT_DOUBLE_EQ(look.chroma, 0);
+}
+
+TEST(Look, FallsWithTheHarm) {
+  const Pixels pixels = photo(160, 120);
+  double before = 1.01;
+  for (std::uint32_t harm : {1u, 20u, 60u}) {
+    Pixels worse = pixels;
+    for (std::size_t i = 0; i < worse.samples().size(); ++i) {
+      worse.samples()[i] =
+          static_cast<std::uint8_t>(std::min<std::uint32_t>(255, worse.samples()[i] + noise(7, i) % harm));
+    }
+    const double structure = LookReference(pixels, 160, 120).compare(worse).structure;
+    EXPECT_LT(structure, before);
+    before = structure;
+  }
+  EXPECT_LT(before, 0.8);
+}
+
+TEST(Look, SeesLostColoursAndLocalDamage) {
+  const Pixels pixels = photo(200, 200);
+  const LookReference reference(pixels, 200, 200);
+  EXPECT_GT(reference.compare(lumaOf(pixels)).chroma, 4);
+  Pixels damaged = pixels;
+  for (std::uint32_t y = 60; y < 90; ++y)
+    std::fill(damaged.row(y) + 180, damaged.row(y) + 270, std::uint8_t{0});
+  const Look look = reference.compare(damaged);
+  EXPECT_GT(look.structure, 0.9);
+  EXPECT_LT(look.worst, 0.5);
+}
+
+TEST(Classes, AreMeasuredOnPixels) {
+  EXPECT_EQ(measureImage(photo(100, 100)).kind, ImageClass::continuous);
+  EXPECT_EQ(measureImage(bars(100, 100)).kind, ImageClass::synthetic);
+  Pixels levels(50, 50, 1, ColorKind::grey);
+  for (std::size_t i = 0; i < levels.samples().size(); i += 3) levels.samples()[i] = 255;
+  EXPECT_EQ(measureImage(levels).kind, ImageClass::bitonal);
+  EXPECT_EQ(measureImage(bars(100, 100)).colors, 20u);
+  EXPECT_FALSE(measureImage(bars(100, 100)).grey);
+  EXPECT_FALSE(measureImage(photo(100, 100)).palette.has_value());
+}
+
+TEST(Palette, HoldsEveryPixel) {
+  const Pixels pixels = bars(77, 31);
+  const ImageFacts facts = measureImage(pixels);
+  ImageColorSpace space;
+  space.baseKind = ColorKind::rgb;
+  space.baseComponents = 3;
+  space.palette = sortedPalette(*facts.palette, 3);
+  EXPECT_EQ(applyPalette(indexByPalette(pixels, space.palette), space), pixels);
+}
+
+TEST(Palette, QuantizesToTheColoursAskedFor) {
+  const Pixels pixels = photo(90, 60);
+  for (std::size_t colors : {2u, 16u, 256u}) {
+    const QuantizedImage quantized = quantize(pixels, colors);
+    EXPECT_LE(quantized.palette.size(), colors * 3);
+    for (std::uint8_t index : quantized.indexes.samples()) ASSERT_LT(index, quantized.palette.size() / 3);
+  }
+  EXPECT_EQ(quantize(bars(80, 80), 256).palette.size(), measureImage(bars(80, 80)).palette->size());
+}
+
+TEST(Levels, FitTheFewestBits) {
+  EXPECT_EQ(bitsForLevels({0, 255}), 1u);
+  EXPECT_EQ(bitsForLevels({0, 85, 255}), 2u);
+  EXPECT_EQ(bitsForLevels({17, 255}), 4u);
+  EXPECT_EQ(bitsForLevels({1}), 8u);
+}
+
+TEST(Recode, MakesAPhotographSmallAndKeepsItsLook) {
+  const Pixels pixels = photo(600, 400);
+  const std::optional<RecodedImage> image = recodeImage(jobOf(pixels, 300), webSettings());
+  ASSERT_TRUE(image.has_value());
+  EXPECT_EQ(image->image.filter, "DCTDecode");
+  EXPECT_LE(image->image.width, 400u);
+  EXPECT_LT(image->image.cost(), pixels.samples().size() / 10);
+}
+
+TEST(Recode, LosesNothingWhereNothingMayBeLost) {
+  Settings lossless;
+  lossless.reduceColorComplexity = true;
+  for (const Pixels& pixels : {photo(120, 80), bars(120, 80), photo(50, 60, 1)}) {
+    const std::optional<RecodedImage> image = recodeImage(jobOf(pixels, 600), lossless);
+    ASSERT_TRUE(image.has_value());
+    EXPECT_TRUE(image->image.lossless);
+    EXPECT_EQ(image->image.width, pixels.width());
+  }
+}
+
+TEST(Recode, LeavesImagesOfUnknownUseAtTheirSize) {
+  const std::optional<RecodedImage> image = [] {
+    ImageJob job = jobOf(bars(400, 300), 0);
+    job.losslessOnly = true;
+    return recodeImage(job, webSettings());
+  }();
+  ASSERT_TRUE(image.has_value());
+  EXPECT_EQ(image->image.width, 400u);
+  EXPECT_TRUE(image->image.lossless);
+}
+
+TEST(Recode, TurnsGreyRgbIntoGrey) {
+  Pixels pixels(200, 150, 3, ColorKind::rgb);
+  for (std::uint32_t y = 0; y < 150; ++y) {
+    for (std::uint32_t x = 0; x < 600; ++x) pixels.row(y)[x] = static_cast<std::uint8_t>(noise(x / 3, y));
+  }
+  Settings settings;
+  settings.reduceColorComplexity = true;
+  const std::optional<RecodedImage> image = recodeImage(jobOf(pixels, 100), settings);
+  ASSERT_TRUE(image.has_value());
+  EXPECT_EQ(image->image.kind, ColorKind::grey);
+}
+
+TEST(Recode, DropsAMaskThatHidesNothing) {
+  Pixels pixels(40, 40, 1, ColorKind::grey);
+  std::fill(pixels.samples().begin(), pixels.samples().end(), std::uint8_t{255});
+  ImageJob job = jobOf(pixels, 100);
+  job.role = ImageRole::softMask;
+  const std::optional<RecodedImage> image = recodeImage(job, webSettings());
+  ASSERT_TRUE(image.has_value());
+  EXPECT_TRUE(image->opaqueMask);
+}
+
+TEST(Recode, LeavesDamagedDataAlone) {
+  ImageJob job = jobOf(photo(100, 100), 300);
+  job.source.data.resize(500);
+  EXPECT_FALSE(recodeImage(job, webSettings()).has_value());
+  job.source.coding = ImageCoding::jpeg;
+  EXPECT_FALSE(recodeImage(job, webSettings()).has_value());
+}
+
+}  // namespace
+}  // namespace optimizer
