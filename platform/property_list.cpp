@@ -36,6 +36,7 @@ bool PropertyList::integer(std::int64_t& result) const {
   if (const auto* signedValue = std::get_if<std::int64_t>(&value_)) return result = *signedValue, true;
   const auto* real = std::get_if<double>(&value_);
   if (!real || std::trunc(*real) != *real || *real < -0x1p63 || *real >= 0x1p63) return false;
+  if (*real == 0 && std::signbit(*real)) return false;  // no integer is minus zero
   return result = static_cast<std::int64_t>(*real), true;
 }
 

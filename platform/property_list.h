@@ -61,7 +61,8 @@ class PropertyList {
 // Finds out the form by itself. Errors: code 3840 of the domain NSCocoaErrorDomain for bytes that are no property list.
 Result<PropertyList> parsePropertyList(const std::vector<std::uint8_t>& bytes);
 
-// The XML form, UTF-8. PropertyListOther cannot be written and gives an error.
+// The XML form, UTF-8. An error for what cannot be written: PropertyListOther, texts that are not UTF-8 or hold control
+// characters, dates outside the years 1 to 9999, more than 512 levels or 64 MiB of text.
 Result<std::string> writeXmlPropertyList(const PropertyList& value);
 
 }  // namespace platform

@@ -4,13 +4,29 @@
 #include <ctime>
 
 #include "platform/property_list.h"
+#include "platform/utf8.h"
 
 namespace platform {
 namespace {
 
+// Shared values are written out at each place that refers to them; a list made to grow that way stops here.
+constexpr std::size_t longestText = std::size_t{64} << 20;
+constexpr int deepestLevel = 512;
+
+// XML 1.0, 2.2: of the control characters below the blank only tab, line feed and carriage return can be written.
+bool canBeWritten(const std::string& text) {
+  for (const char c : text) {
+    if (static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n' && c != '\r') return false;
+  }
+  // Nor can the two last code points of the first plane.
+  return isValidUtf8(text) && text.find("\xEF\xBF\xBE") == std::string::npos &&
+         text.find("\xEF\xBF\xBF") == std::string::npos;
+}
+
 void appendEscaped(std::string& out, const std::string& text) {
   for (const char c : text) {
     switch (c) {
+      case '\r': out += "&#13;"; break;  // a bare one would be read as a line feed
       case '&': out += "&amp;"; break;
       case '<': out += "&lt;"; break;
       case '>': out += "&gt;"; break;
@@ -41,18 +57,26 @@ std::string realText(double value) {
   return std::string(static_cast<const char*>(buffer), end);
 }
 
+// Years of four digits only: "" for a date that the form has no text for.
 std::string dateText(double seconds) {
+  constexpr double first = -63113904000;  // 0001-01-01 in seconds since 2001
+  constexpr double last = 252423993600;   // 10000-01-01
+  if (!(seconds >= first && seconds < last)) return "";
   const auto time = static_cast<std::time_t>(std::floor(seconds)) + 978307200;
   tm utc;
-  if (!gmtime_r(&time, &utc)) return "2001-01-01T00:00:00Z";
-  char buffer[40];
-  std::strftime(buffer, sizeof buffer, "%Y-%m-%dT%H:%M:%SZ", &utc);
+  gmtime_r(&time, &utc);
+  char buffer[80];
+  std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02dT%02d:%02d:%02dZ", utc.tm_year + 1900, utc.tm_mon + 1, utc.tm_mday,
+                utc.tm_hour, utc.tm_min, utc.tm_sec);
   return buffer;
 }
 
 class Writer {
  public:
   bool value(const PropertyList& list, int level) {
+    if (out.size() > longestText) return false;
+    const bool isContainer = list.arrayItems() || list.dictionaryEntries();
+    if (isContainer && level >= deepestLevel) return false;
     return std::visit([&](const auto& held) { return write(held, level); }, list.value());
   }
 
@@ -62,6 +86,7 @@ class Writer {
   void indent(int level) { out.append(static_cast<std::size_t>(level), '\t'); }
 
   bool element(const char* tag, const std::string& text, int level) {
+    if (!canBeWritten(text)) return false;
     indent(level);
     out.append("<").append(tag).append(">");
     appendEscaped(out, text);
@@ -78,7 +103,10 @@ class Writer {
   bool write(std::uint64_t number, int level) { return element("integer", std::to_string(number), level); }
   bool write(double number, int level) { return element("real", realText(number), level); }
   bool write(const std::string& text, int level) { return element("string", text, level); }
-  bool write(const PropertyListDate& date, int level) { return element("date", dateText(date.seconds), level); }
+  bool write(const PropertyListDate& date, int level) {
+    const std::string text = dateText(date.seconds);
+    return !text.empty() && element("date", text, level);
+  }
 
   bool write(const PropertyListData& data, int level) {
     indent(level);
@@ -106,8 +134,7 @@ class Writer {
     indent(level);
     out += "<dict>\n";
     for (const auto& [key, held] : *entries) {
-      element("key", key, level + 1);
-      if (!value(held, level + 1)) return false;
+      if (!element("key", key, level + 1) || !value(held, level + 1)) return false;
     }
     indent(level);
     out += "</dict>\n";

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/property_list.h"
@@ -12,18 +13,21 @@ namespace platform {
 
 using PropertyListBytes = std::span<const std::uint8_t>;
 
-constexpr int deepestLevel = 512;                                // containers within containers
-constexpr std::size_t mostValues = std::size_t{4} << 20;         // values in one list
-constexpr std::size_t longestList = std::size_t{256} << 20;      // bytes of one list
+// Bounds on hostile lists. Levels are containers within containers.
+constexpr int deepestLevel = 512;
+constexpr int deepestOldTextLevel = 513;
+constexpr std::size_t mostValues = std::size_t{1} << 20;     // values in one list, each reference counted
+constexpr std::size_t longestList = std::size_t{64} << 20;   // bytes of one list, and of the texts and data copied from it
 
-// True where the bytes claim to be the binary form (the magic, and a trailer that can be meant).
-bool looksLikeBinaryPropertyList(PropertyListBytes bytes);
+// The binary form: "bplist0", one more byte, objects, offset table, trailer of 32 bytes. Nothing may follow.
 Result<PropertyList> parseBinaryPropertyList(PropertyListBytes bytes);
-Result<PropertyList> parseXmlPropertyList(PropertyListBytes bytes);
-Result<PropertyList> parseOldTextPropertyList(PropertyListBytes bytes);
+// The XML form, as UTF-8 without a byte-order mark. What follows the root element is not looked at.
+Result<PropertyList> parseXmlPropertyList(std::string_view text);
+// The old text form, as UTF-8 without a byte-order mark: braces, parentheses, texts and data.
+Result<PropertyList> parseOldTextPropertyList(std::string_view text);
 
-// The text of bytes in the encoding that a byte-order mark or, for XML, the declaration names (else UTF-8), as UTF-8.
-// None when they are not valid in it.
+// The text of bytes in the encoding that a byte-order mark or an XML declaration names, else UTF-8; as UTF-8, without the mark.
+// An error for an unknown encoding or bytes that are none of its texts; UTF-8 is handed on as it is, valid or not.
 Result<std::string> decodePropertyListText(PropertyListBytes bytes);
 
 }  // namespace platform

@@ -1,8 +1,9 @@
 // The XML form, over expat: plist, dict, key, array, string, data, date, integer, real, true, false. Attributes and the document
 // type's name are ignored; a document type with declarations of its own is refused, so nothing can expand.
 #include <expat.h>
+#include <strings.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <charconv>
 #include <climits>
 #include <cmath>
@@ -10,7 +11,6 @@
 #include <cstring>
 #include <ctime>
 #include <optional>
-#include <strings.h>
 
 #include "platform/linux/file_errors.h"
 #include "platform/linux/property_list_forms.h"
@@ -27,7 +27,7 @@ std::string_view withoutLeadingBlanks(std::string_view text) {
 std::optional<PropertyList> parseInteger(std::string_view text) {
   text = withoutLeadingBlanks(text);
   const bool negative = !text.empty() && text.front() == '-';
-  if (!text.empty() && (text.front() == '-' || text.front() == '+')) text.remove_prefix(1);
+  if (!text.empty() && (text.front() == '-' || text.front() == '+')) text = withoutLeadingBlanks(text.substr(1));
   int base = 10;
   if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
     base = 16;
@@ -60,7 +60,7 @@ std::optional<PropertyList> parseReal(std::string_view text) {
   const std::size_t start = digits.empty() ? 0 : static_cast<std::size_t>(digits.front() == '.');
   if (digits.size() <= start || digits[start] < '0' || digits[start] > '9') return std::nullopt;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-  if (end != digits.data() + digits.size()) return std::nullopt;
+  if (error == std::errc::invalid_argument || end != digits.data() + digits.size()) return std::nullopt;
   if (error == std::errc::result_out_of_range) value = std::strtod(copy.c_str() + (copy.size() - digits.size()), nullptr);
   return PropertyList(PropertyList::Value(negative ? -value : value));
 }
@@ -119,8 +119,13 @@ std::optional<PropertyList> parseData(const std::string& text) {
 // Builds the value while expat walks the elements.
 class Builder {
  public:
-  Result<PropertyList> parse(PropertyListBytes bytes) {
-    parser_ = XML_ParserCreate(nullptr);
+  Result<PropertyList> parse(std::string_view text) {
+    // Expat wants the declaration, where there is one, at the very start.
+    text = withoutLeadingBlanks(text);
+    // Which it would take for UTF-16, whatever encoding it is told.
+    if (text.empty() || text.front() != '<' || text.substr(0, 2) == std::string_view("<\0", 2))
+      return propertyListError("Unexpected start of the list");
+    parser_ = XML_ParserCreate("UTF-8");
     if (!parser_) return propertyListError("Out of memory");
     XML_SetUserData(parser_, this);
     XML_SetElementHandler(parser_, [](void* self, const char* name, const char**) { of(self).start(name); },
@@ -130,13 +135,13 @@ class Builder {
     XML_SetDoctypeDeclHandler(
         parser_, [](void* self, const char*, const char*, const char*, int internal) { of(self).doctype(internal); },
         [](void*) {});
-    if (bytes.size() > INT_MAX) {
-      fail("The list is too long");
-    } else if (XML_Parse(parser_, reinterpret_cast<const char*>(bytes.data()), static_cast<int>(bytes.size()), 1) !=
-                   XML_STATUS_OK &&
-               !done_ && failure_.empty()) {
-      fail(XML_ErrorString(XML_GetErrorCode(parser_)));
-    }
+    XML_SetCommentHandler(parser_, [](void* self, const char*) { of(self).notInLeaf("comment"); });
+    XML_SetProcessingInstructionHandler(
+        parser_, [](void* self, const char*, const char*) { of(self).notInLeaf("processing instruction"); });
+    XML_SetSkippedEntityHandler(parser_, [](void* self, const char*, int) { of(self).fail("Unknown entity"); });
+    const XML_Status status =
+        text.size() > INT_MAX ? XML_STATUS_ERROR : XML_Parse(parser_, text.data(), static_cast<int>(text.size()), 1);
+    if (status != XML_STATUS_OK && !done_ && failure_.empty()) fail(XML_ErrorString(XML_GetErrorCode(parser_)));
     const auto line = static_cast<unsigned long>(XML_GetCurrentLineNumber(parser_));
     XML_ParserFree(parser_);
     if (failure_.empty() && result_) return std::move(*result_);
@@ -163,7 +168,14 @@ class Builder {
     if (hasInternalSubset) fail("A document type may not declare anything");
   }
 
-  bool isContainer(const std::string& tag) const { return tag == "plist" || tag == "dict" || tag == "array"; }
+  void notInLeaf(const char* what) {
+    if (!leaf_.empty()) fail(std::string("Unexpected ") + what + " inside " + leaf_);
+  }
+
+  static bool isContainer(const std::string& tag) { return tag == "plist" || tag == "dict" || tag == "array"; }
+
+  // Levels of values: the plist element around them is none.
+  std::size_t depth() const { return levels_.size() - (!levels_.empty() && levels_.front().tag == "plist"); }
 
   void start(const std::string& tag) {
     if (!failure_.empty() || done_) return;
@@ -171,7 +183,7 @@ class Builder {
     if (tag == "plist" && !levels_.empty()) return fail("Unexpected element plist");
     if (++values_ > mostValues) return fail("Too many values");
     if (isContainer(tag)) {
-      if (levels_.size() > static_cast<std::size_t>(deepestLevel)) return fail("Too many levels");
+      if (tag != "plist" && depth() >= static_cast<std::size_t>(deepestLevel)) return fail("Too many levels");
       levels_.push_back({tag, {}, {}, std::nullopt});
       return;
     }
@@ -201,7 +213,8 @@ class Builder {
     if (tag == "integer") value = parseInteger(text_);
     if (tag == "real") value = parseReal(text_);
     if (tag == "date") value = parseDate(text_);
-    if (tag == "data" && !text_.empty()) value = parseData(text_);
+    // <data/> is refused, <data></data> is not: the end of an element without an end tag has no bytes of its own.
+    if (tag == "data" && XML_GetCurrentByteCount(parser_) > 0) value = parseData(text_);
     if ((tag == "true" || tag == "false") && text_.empty()) value = PropertyList(PropertyList::Value(tag == "true"));
     if (!value) return fail("Bad element " + tag);
     add(std::move(*value));
@@ -256,6 +269,6 @@ class Builder {
 
 }  // namespace
 
-Result<PropertyList> parseXmlPropertyList(PropertyListBytes bytes) { return Builder().parse(bytes); }
+Result<PropertyList> parseXmlPropertyList(std::string_view text) { return Builder().parse(text); }
 
 }  // namespace platform
