@@ -13,8 +13,9 @@
 
 namespace platform {
 
-// One domain. Every read sees what any program wrote last; every write is whole on the disk when it returns, and leaves keys that
-// it does not name as they are. A set that fails keeps the old state.
+// One domain. Every read sees what any program wrote last, also one that was killed since; every write is whole, and
+// leaves keys that it does not name as they are. The disk has it when it returns or, of several writes within a second,
+// when the process ends at the latest. A set that fails keeps the old state.
 class Preferences {
  public:
   virtual ~Preferences() = default;

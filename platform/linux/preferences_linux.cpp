@@ -6,7 +6,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
+#include <mutex>
+#include <set>
 
 #include "platform/linux/descriptor.h"
 #include "platform/linux/environment.h"
@@ -52,6 +55,47 @@ Result<PropertyListDictionary> readDictionary(const std::string& path) {
   return *entries;
 }
 
+// Waiting for the disk takes longer than compressing a small file, so within a second only the first write waits, and the
+// last ones wait when the process ends. Other programs see every write at once, and a killed process loses none.
+class DiskSync {
+ public:
+  static DiskSync& shared() {
+    static DiskSync sync;
+    return sync;
+  }
+
+  ~DiskSync() {
+    for (const std::string& path : behind_) {
+      const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+      if (file) (void)fsync(file.get());
+      syncFolder(path);
+    }
+  }
+
+  // Whether a write to path waits for the disk.
+  bool begins(const std::string& path) {
+    const std::lock_guard lock(mutex_);
+    const auto now = std::chrono::steady_clock::now();
+    if (last_ && now - *last_ < std::chrono::seconds(1)) {
+      behind_.insert(path);
+      return false;
+    }
+    last_ = now;
+    behind_.erase(path);
+    return true;
+  }
+
+  static void syncFolder(const std::string& path) {
+    const Descriptor folder(open(deletingLastPathComponent(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder) (void)fsync(folder.get());
+  }
+
+ private:
+  std::mutex mutex_;
+  std::optional<std::chrono::steady_clock::time_point> last_;
+  std::set<std::string> behind_;
+};
+
 int writeAll(int file, const std::string& text) {
   for (std::size_t done = 0; done < text.size();) {
     const ssize_t count = write(file, text.data() + done, text.size() - done);
@@ -59,24 +103,25 @@ int writeAll(int file, const std::string& text) {
     if (count < 0) return errno;
     done += static_cast<std::size_t>(count);
   }
-  return fsync(file) == 0 ? 0 : errno;
+  return 0;
 }
 
-// Whole or not at all: a synced neighbour takes the name.
+// Whole or not at all: a neighbour takes the name.
 Status writeDictionary(const std::string& path, const PropertyListDictionary& entries) {
   Result<std::string> text = writeXmlPropertyList(PropertyList::dictionary(entries));
   if (!text) return text.error();
   std::string neighbour = path + ".XXXXXX";
   const Descriptor file(mkostemp(neighbour.data(), O_CLOEXEC));
   if (!file) return writeError(errno, path);
+  const bool waits = DiskSync::shared().begins(path);
   int error = writeAll(file.get(), *text);
+  if (error == 0 && waits && fsync(file.get()) != 0) error = errno;
   if (error == 0 && rename(neighbour.c_str(), path.c_str()) != 0) error = errno;
   if (error != 0) {
     unlink(neighbour.c_str());
     return writeError(error, path);
   }
-  const Descriptor folder(open(deletingLastPathComponent(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder) (void)fsync(folder.get());
+  if (waits) DiskSync::syncFolder(path);
   return Done{};
 }
 
