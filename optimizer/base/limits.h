@@ -7,7 +7,7 @@
 namespace optimizer::limits {
 
 // Bytes that one stream may have when its filters are undone.
-inline constexpr std::size_t kStreamBytes = std::size_t{1} << 30;
+inline constexpr std::size_t kStreamBytes = std::size_t{256} << 20;
 // How many times its coded size a large stream may grow. Deflate itself reaches 1032 (RFC 1951); two in a row are a bomb.
 inline constexpr std::size_t kStreamExpansion = 5000;
 // Below this size the expansion is not looked at.

@@ -14,6 +14,7 @@
 
 #include "optimizer/base/limits.h"
 #include "optimizer/document/page_tree.h"
+#include "optimizer/document/rebuild.h"
 
 namespace optimizer {
 namespace {
@@ -110,26 +111,43 @@ Result<std::unique_ptr<Document>> Document::open(const std::string& path, const 
   document->password_ = password;
   document->inputBytes_ = static_cast<std::uint64_t>(status.st_size);
   const bool header = hasHeader(file.number);
+  FILE* stream = nullptr;
+  if (document->inputBytes_ <= kReadWhole) {
+    Result<Bytes> bytes = readUpTo(file.number, document->inputBytes_);
+    if (!bytes.ok()) return bytes.error();
+    document->input_ = std::move(*bytes);
+  } else {
+    stream = ::fdopen(::dup(file.number), "rb");
+    if (stream == nullptr) return readError(errno);
+  }
+  Status read = document->read(stream, header);
+  if (!read.ok() && read.error().kind == ErrorKind::damaged && header && stream == nullptr) {
+    // Without any table of contents left, the library gives up; the objects may still be there.
+    if (std::optional<Bytes> rebuilt = rebuildFile(document->input_)) {
+      document->pdf_.reset();
+      document->input_ = std::move(*rebuilt);
+      if (document->read(nullptr, header).ok()) read = {};
+    }
+  }
+  if (!read.ok()) return read.error();
+  return document;
+}
+
+Status Document::read(std::FILE* stream, bool header) {
   try {
-    document->pdf_ = std::make_unique<QPDF>();
-    QPDF& pdf = *document->pdf_;
+    pdf_ = std::make_unique<QPDF>();
+    QPDF& pdf = *pdf_;
     const std::shared_ptr<QPDFLogger> silent = QPDFLogger::create();
-    silent->setOutputStreams(nullptr, nullptr);
     silent->setInfo(silent->discard());
     silent->setWarn(silent->discard());
     silent->setError(silent->discard());
     pdf.setLogger(silent);
     pdf.setSuppressWarnings(true);
-    if (document->inputBytes_ <= kReadWhole) {
-      Result<Bytes> bytes = readUpTo(file.number, document->inputBytes_);
-      if (!bytes.ok()) return bytes.error();
-      document->input_ = std::move(*bytes);
-      pdf.processMemoryFile(path.c_str(), reinterpret_cast<const char*>(document->input_.data()),
-                            document->input_.size(), password.c_str());
+    if (stream == nullptr) {
+      pdf.processMemoryFile(path_.c_str(), reinterpret_cast<const char*>(input_.data()), input_.size(),
+                            password_.c_str());
     } else {
-      FILE* stream = ::fdopen(::dup(file.number), "rb");
-      if (stream == nullptr) return readError(errno);
-      pdf.processFile(path.c_str(), stream, true, password.c_str());
+      pdf.processFile(path_.c_str(), stream, true, password_.c_str());
     }
     if (pdf.getObjectCount() > limits::kObjects) {
       return Error{ErrorKind::limit, "The PDF has more objects than can be handled"};
@@ -137,15 +155,15 @@ Result<std::unique_ptr<Document>> Document::open(const std::string& path, const 
     if (!pdf.getRoot().isDictionary()) return Error{ErrorKind::damaged, "The PDF is damaged beyond repair"};
     OPTIMIZER_TRY(repairPageTree(pdf));
     QPDFPageDocumentHelper(pdf).pushInheritedAttributesToPage();
-    document->pages_ = pdf.getAllPages();
+    pages_ = pdf.getAllPages();
   } catch (const QPDFExc& caught) {
-    return openError(caught, header, password);
+    return openError(caught, header, password_);
   } catch (...) {
     Error error = currentExceptionError("The PDF is damaged beyond repair");
     if (!header && error.kind == ErrorKind::damaged) error.message = "The file is not a PDF";
     return error;
   }
-  return document;
+  return {};
 }
 
 }  // namespace optimizer

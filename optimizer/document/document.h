@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <optional>
 #include <set>
@@ -44,6 +45,8 @@ class Document {
 
  private:
   Document() = default;
+  // stream: null where input_ holds the file. header: whether it begins as a PDF does.
+  Status read(std::FILE* stream, bool header);
   QPDFObjectHandle infoDictionary(bool create);
 
   std::string path_, password_;

@@ -136,6 +136,17 @@ TEST(SaveDocument, AcceptsWhatWasUnreadableBefore) {
   EXPECT_TRUE(saveDocument(*document, directory.file("x.pdf"), {}).ok());
 }
 
+TEST(SaveDocument, RefusesContentBeyondTheLimits) {
+  PdfBuilder builder;
+  const int contents = builder.addStream("/Filter [ /AHx /AHx /AHx /AHx /AHx /AHx /AHx /AHx /AHx ]", ">");
+  builder.addPage("", "<< >>", "/Contents " + PdfBuilder::ref(contents));
+  TempDir directory;
+  const Status status = saveDocument(*builder.open(), directory.file("x.pdf"), {});
+  ASSERT_FALSE(status.ok());
+  EXPECT_EQ(status.error().kind, ErrorKind::limit);
+  EXPECT_EQ(status.error().message, "Page 1 cannot be handled: A stream has too many filters");
+}
+
 SaveOptions linearized() {
   SaveOptions options;
   options.linearize = true;

@@ -16,20 +16,22 @@ namespace {
 // The end of a decoding pipeline: collects up to a limit, then breaks the pipeline off.
 class BoundedSink : public Pipeline {
  public:
-  explicit BoundedSink(std::size_t limit) : Pipeline("bounded", nullptr), limit_(limit) {}
+  BoundedSink(std::size_t limit, bool keep) : Pipeline("bounded", nullptr), limit_(limit), keep_(keep) {}
   void write(unsigned char const* data, size_t size) override {
-    if (size > limit_ - bytes_.size()) {
+    if (size > limit_ - size_) {
       exceeded_ = true;
       throw std::runtime_error("stream too large");
     }
-    bytes_.insert(bytes_.end(), data, data + size);
+    size_ += size;
+    if (keep_) bytes_.insert(bytes_.end(), data, data + size);
   }
   void finish() override {}
   bool exceeded() const { return exceeded_; }
   Bytes take() { return std::move(bytes_); }
 
  private:
-  std::size_t limit_;
+  std::size_t limit_, size_ = 0;
+  bool keep_;
   Bytes bytes_;
   bool exceeded_ = false;
 };
@@ -39,7 +41,7 @@ class BoundedSink : public Pipeline {
 Result<Bytes> rawStreamData(QPDFObjectHandle stream) {
   return withoutExceptions("A stream cannot be read", [&]() -> Result<Bytes> {
     if (!stream.isStream()) return Error{ErrorKind::damaged, "A stream is missing"};
-    BoundedSink sink(limits::kStreamBytes);
+    BoundedSink sink(limits::kStreamBytes, true);
     const bool ok = stream.pipeStreamData(&sink, nullptr, 0, qpdf_dl_none, true, false);
     if (sink.exceeded()) return Error{ErrorKind::limit, "A stream is too large"};
     if (!ok) return Error{ErrorKind::damaged, "A stream cannot be read"};
@@ -47,21 +49,35 @@ Result<Bytes> rawStreamData(QPDFObjectHandle stream) {
   });
 }
 
-Result<Bytes> decodedStreamData(QPDFObjectHandle stream) {
-  return withoutExceptions("A stream cannot be decoded", [&]() -> Result<Bytes> {
+namespace {
+
+Status decodeInto(BoundedSink& sink, QPDFObjectHandle stream) {
+  return withoutExceptions("A stream cannot be decoded", [&]() -> Status {
     if (!stream.isStream()) return Error{ErrorKind::damaged, "A stream is missing"};
     QPDFObjectHandle filter = stream.getDict().getKey("/Filter");
     if (filter.isArray() && filter.getArrayNItems() > limits::kFilters) {
       return Error{ErrorKind::limit, "A stream has too many filters"};
     }
-    BoundedSink sink(limits::kStreamBytes);
     bool filtered = false;
     const bool ok = stream.pipeStreamData(&sink, &filtered, 0, qpdf_dl_generalized, true, false);
     if (sink.exceeded()) return Error{ErrorKind::limit, "A stream expands beyond what can be handled"};
     if (!filtered) return Error{ErrorKind::unsupported, "A stream uses a filter that cannot be undone"};
     if (!ok) return Error{ErrorKind::damaged, "A stream cannot be decoded"};
-    return sink.take();
+    return {};
   });
+}
+
+}  // namespace
+
+Result<Bytes> decodedStreamData(QPDFObjectHandle stream) {
+  BoundedSink sink(limits::kStreamBytes, true);
+  OPTIMIZER_TRY(decodeInto(sink, stream));
+  return sink.take();
+}
+
+Status checkDecodes(QPDFObjectHandle stream) {
+  BoundedSink sink(limits::kStreamBytes, false);
+  return decodeInto(sink, stream);
 }
 
 void setStreamData(QPDFObjectHandle stream, Bytes coded, QPDFObjectHandle filter, QPDFObjectHandle parms) {

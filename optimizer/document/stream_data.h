@@ -17,6 +17,9 @@ Result<Bytes> rawStreamData(QPDFObjectHandle stream);
 // unknown one), damaged, limit (the stream is a bomb).
 Result<Bytes> decodedStreamData(QPDFObjectHandle stream);
 
+// The same without keeping the bytes.
+Status checkDecodes(QPDFObjectHandle stream);
+
 // Puts coded bytes in place. filter: a name such as "/FlateDecode" or an array of them, or null for none; parms likewise.
 void setStreamData(QPDFObjectHandle stream, Bytes coded, QPDFObjectHandle filter, QPDFObjectHandle parms);
 

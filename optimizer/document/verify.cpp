@@ -27,6 +27,9 @@ class PageReader {
     return problemOfResources(page.getKey("/Resources"), 0);
   }
 
+  // Set where some content went beyond the limits when it was decoded: what it did.
+  const std::string& bomb() const { return bomb_; }
+
  private:
   std::string problemOfResources(QPDFObjectHandle resources, int depth) {
     if (!resources.isDictionary() || depth > kFormDepth || seenBefore(resources)) return "";
@@ -74,7 +77,9 @@ class PageReader {
     if (!stream.isStream()) return false;
     if (seenStreams_.count(stream.getObjGen()) != 0) return true;
     seenStreams_.insert(stream.getObjGen());
-    return decodedStreamData(stream).ok();
+    const Status decoded = checkDecodes(stream);
+    if (!decoded.ok() && decoded.error().kind == ErrorKind::limit) bomb_ = decoded.error().message;
+    return decoded.ok();
   }
 
   bool seenBefore(QPDFObjectHandle object) {
@@ -83,6 +88,7 @@ class PageReader {
 
   static constexpr int kFormDepth = 100;
   std::set<QPDFObjGen> seen_, seenStreams_;
+  std::string bomb_;
 };
 
 // Whether a page of the file that the document came from has a problem of its own.
@@ -115,6 +121,9 @@ Status checkPages(QPDF& pdf, Document& document, const std::string& what) {
   Original original(document);
   for (std::size_t i = 0; i < pages.size(); ++i) {
     const std::string problem = reader.problemOf(pages[i]);
+    if (!reader.bomb().empty()) {
+      return Error{ErrorKind::limit, "Page " + std::to_string(i + 1) + " cannot be handled: " + reader.bomb()};
+    }
     if (!problem.empty() && !original.hasProblem(i)) {
       return Error{ErrorKind::internal, what + ": page " + std::to_string(i + 1) + ", " + problem};
     }

@@ -100,7 +100,8 @@ class Writer {
     estimateSizes();
     layout_ = linearize_ ? linearLayout(graph_, sizes_) : plainLayout(graph_, sizes_);
     if (layout_.units.empty()) {
-      return Error{ErrorKind::unsupported, "The PDF's objects are shared in too tangled a way to be linearized"};
+      linearize_ = false;
+      layout_ = plainLayout(graph_, sizes_);
     }
     number();
     OPTIMIZER_TRY(makeUnits());
