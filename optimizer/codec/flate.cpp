@@ -137,7 +137,7 @@ Bytes filterRows(const PackedSamples& image, std::size_t pixel, const RowFilter*
 
 // Rows for the choice of a filter: all of a small image, evenly spaced bands of a large one.
 PackedSamples sampleRows(const PackedSamples& image) {
-  constexpr std::size_t enough = 384 << 10;
+  constexpr std::size_t enough = 192 << 10;
   constexpr std::uint32_t band = 16;
   if (image.samples.size() <= enough) return image;
   const std::uint32_t bands =
@@ -173,8 +173,9 @@ Bytes rowsWith(const PackedSamples& image, std::size_t pixel, int choice) {
   return filterRows(image, pixel, choice == 5 ? nullptr : &filter);
 }
 
+// The strongest levels take seconds for each megabyte and gain a hundredth.
 int effortFor(std::size_t bytes) {
-  return bytes <= (std::size_t{1} << 20) ? 12 : bytes <= (std::size_t{3} << 20) ? 10 : 9;
+  return bytes <= (std::size_t{512} << 10) ? 12 : bytes <= (std::size_t{2} << 20) ? 10 : 9;
 }
 
 }  // namespace

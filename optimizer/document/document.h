@@ -38,6 +38,10 @@ class Document {
   // Names that setInfoEntry was called with.
   const std::set<std::string>& changedInfo() const { return changedInfo_; }
 
+  // Streams whose coding is final: a pass chose it among many, and none that follows would find a smaller one.
+  void markFinal(QPDFObjGen stream) { final_.insert(stream); }
+  bool isFinal(QPDFObjGen stream) const { return final_.count(stream) != 0; }
+
   const std::string& path() const { return path_; }
   const std::string& password() const { return password_; }
   // Size of the file that was opened, in bytes.
@@ -55,6 +59,7 @@ class Document {
   std::unique_ptr<QPDF> pdf_;
   std::vector<QPDFObjectHandle> pages_;
   std::set<std::string> changedInfo_;
+  std::set<QPDFObjGen> final_;
 };
 
 // Runs work, which calls qpdf, and turns what it throws into an Error whose message begins with `what`.

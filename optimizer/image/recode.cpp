@@ -209,7 +209,8 @@ void Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageF
                          facts.kind != ImageClass::bitonal;
   const bool toGrey = settings_.reduceColorComplexity && facts.grey && kind == ColorKind::rgb &&
                       job_.deviceColors && !job_.preblended;
-  const Pixels coded = toGrey ? firstChannel(pixels) : pixels;
+  const Pixels asGrey = toGrey ? firstChannel(pixels) : Pixels();
+  const Pixels& coded = toGrey ? asGrey : pixels;
   int highest = 95;
   if (job_.source.coding == ImageCoding::jpeg && pixels.width() == job_.source.width &&
       pixels.height() == job_.source.height) {

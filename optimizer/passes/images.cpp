@@ -284,6 +284,7 @@ void ImagesPass::apply(PassContext& context, Task& task) {
       saved_ += static_cast<long long>(task.job.source.storedBytes);
     } else {
       replace(entry.object, task);
+      context.document.markFinal(entry.object.getObjGen());
       saved_ += static_cast<long long>(task.job.source.storedBytes) -
                 static_cast<long long>(task.result->image.cost());
     }

@@ -187,7 +187,7 @@ class StreamsPass : public Pass {
     std::vector<Job> batch;
     std::size_t held = 0;
     for (QPDFObjectHandle& object : reachableObjects(context.document.pdf())) {
-      if (!object.isStream()) continue;
+      if (!object.isStream() || context.document.isFinal(object.getObjGen())) continue;
       QPDFObjectHandle dictionary = object.getDict();
       if (dictionary.hasKey("/F")) continue;  // the bytes are in another file
       if (context.settings.onlyPdf14 && dictionary.getKey("/Type").isNameAndEquals("/Metadata")) continue;
