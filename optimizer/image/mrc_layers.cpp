@@ -23,7 +23,9 @@ constexpr double mostPicture = 0.5;
 
 constexpr double foregroundDpi = 25;
 // Coarse colours of the ink are cheap, but the background may have to pay for them.
-constexpr std::array<int, 2> foregroundQualities = {12, 30};
+// Where inks differ in colour the eye sees what structure does not, so they are held higher and keep all
+// their chroma.
+constexpr std::array<int, 2> greyInkQualities = {12, 30}, colorInkQualities = {35, 60};
 // The background is as fine as the page is looked at; where there are pictures, as fine as the web wants
 // them.
 constexpr double paperDpi = viewingDpi, pictureDpi = 150;
@@ -115,8 +117,16 @@ bool Layering::useForeground(EncodedImage coded) {
 Pixels Layering::inkColors() const {
   Pixels colors(sideAt(page_.width(), dpiX_, foregroundDpi), sideAt(page_.height(), dpiY_, foregroundDpi),
                 page_.channels(), page_.kind());
+  const Bitonal inside = eroded(ink_);
   for (unsigned c = 0; c < page_.channels(); ++c) {
-    WeightedPlane mean = meanOfInk(page_, c, ink_, colors.width(), colors.height());
+    // The colour of ink is that of its inside; thin strokes have none, and give what they have.
+    WeightedPlane mean = meanOfInk(page_, c, inside, colors.width(), colors.height());
+    const WeightedPlane all = meanOfInk(page_, c, ink_, colors.width(), colors.height());
+    for (std::size_t i = 0; i < mean.weights.values.size(); ++i) {
+      if (mean.weights.values[i] > 0) continue;
+      mean.values.values[i] = all.values.values[i];
+      mean.weights.values[i] = all.weights.values[i];
+    }
     fillGaps(mean);
     putChannel(mean.values, colors, c);
   }
@@ -164,7 +174,8 @@ bool Layering::looksRight(const EncodedImage& background, const LookReference& v
 // Where little is left to code (clean paper), wavelets beat blocks by far.
 void Layering::tryWavelets(EncodedImage& background, const LookReference& view) const {
   constexpr double fewBits = 0.3;  // a pixel
-  if (settings_.mrcLayerCodec != Codec::jpeg2000) return;
+  if (settings_.mrcLayerCodec != Codec::jpeg2000 || !allows(settings_.continuousCodecs, Codec::jpeg2000))
+    return;
   if (static_cast<double>(background.data.size()) * 8 >
       fewBits * static_cast<double>(background_.pixelCount()))
     return;
@@ -213,7 +224,7 @@ std::optional<EncodedImage> Layering::codeBackground(const LookReference& view) 
 bool Layering::codeBoth(const Pixels& colors, int quality, const LookReference& view) {
   JpegOptions options;
   options.quality = quality;
-  options.subsampleChroma = true;
+  options.subsampleChroma = false;
   Result<EncodedImage> coded = encodeJpeg(colors, options);
   if (!coded || !useForeground(std::move(*coded)) || bytesLeft() == 0) return false;
   std::optional<EncodedImage> background = codeBackground(view);
@@ -233,7 +244,8 @@ std::optional<LayeredImage> Layering::run() {
   const Pixels colors = inkColors();
   std::optional<LayeredImage> best;
   // A hopeless page shows itself at the better quality.
-  for (auto quality = foregroundQualities.rbegin(); quality != foregroundQualities.rend(); ++quality) {
+  const auto& qualities = page_.channels() == 1 ? greyInkQualities : colorInkQualities;
+  for (auto quality = qualities.rbegin(); quality != qualities.rend(); ++quality) {
     if (codeBoth(colors, *quality, view)) {
       if (!best || layers_.cost() < best->cost()) best = layers_;
     } else if (!best) {
@@ -253,7 +265,9 @@ std::optional<LayeredImage> codeInLayers(const Pixels& pixels, double dpiX, doub
                                          const Settings& settings, std::size_t toBeat) {
   if (pixels.bits() != 8 || (pixels.kind() != ColorKind::grey && pixels.kind() != ColorKind::rgb))
     return std::nullopt;
-  if (pixels.width() < 64 || pixels.height() < 64 || dpiX <= 0 || dpiY <= 0) return std::nullopt;
+  // Of a page that is hardly finer than it is looked at, the paper alone takes nearly what the whole takes.
+  constexpr double leastDpi = 130;
+  if (pixels.width() < 64 || pixels.height() < 64 || dpiX < leastDpi || dpiY < leastDpi) return std::nullopt;
   const auto wanted = static_cast<std::size_t>(advantage * static_cast<double>(toBeat));
   return Layering(pixels, dpiX, dpiY, settings, wanted).run();
 }

@@ -138,6 +138,20 @@ Plane enlarged(const Plane& plane, std::uint32_t width, std::uint32_t height) {
   return out;
 }
 
+Bitonal eroded(const Bitonal& picture) {
+  Bitonal inside(picture.width, picture.height);
+  for (int y = 1; y + 1 < picture.height; ++y) {
+    const std::uint8_t *above = picture.row(y - 1), *row = picture.row(y), *below = picture.row(y + 1);
+    for (std::size_t i = 0; i < picture.stride; ++i) {
+      const unsigned before = i > 0 ? row[i - 1] & 1u : 0u;
+      const unsigned after = i + 1 < picture.stride ? row[i + 1] >> 7 : 0u;
+      inside.row(y)[i] = static_cast<std::uint8_t>(row[i] & above[i] & below[i] &
+                                                   (row[i] >> 1 | before << 7) & (row[i] << 1 | after));
+    }
+  }
+  return inside;
+}
+
 Pixels resizeBitonal(const Pixels& bits, std::uint32_t width, std::uint32_t height) {
   Pixels out(width, height, 1, bits.kind(), 1);
   for (std::uint32_t y = 0; y < height; ++y)

@@ -37,6 +37,9 @@ void fillGaps(WeightedPlane& plane);
 // Bilinear, pixel centres aligned as a renderer aligns them. Reduces too, by sampling.
 Plane enlarged(const Plane& plane, std::uint32_t width, std::uint32_t height);
 
+// The black pixels whose four neighbours are black, too.
+Bitonal eroded(const Bitonal& picture);
+
 // Nearest neighbour.
 Pixels resizeBitonal(const Pixels& bits, std::uint32_t width, std::uint32_t height);
 

@@ -19,6 +19,7 @@
 
 #include "optimizer/base/pool.h"
 #include "optimizer/document/document.h"
+#include "optimizer/document/promises.h"
 #include "optimizer/document/stream_data.h"
 #include "optimizer/document/usage.h"
 #include "optimizer/image/color.h"
@@ -70,6 +71,7 @@ class ImagesPass : public Pass {
 
   Result<PassOutcome> process(PassContext& context) override {
     return withoutExceptions("images", [&]() -> Result<PassOutcome> {
+      claimsPdfA_ = promisesOf(context.document).pdfAPart != 0;
       collect(context);
       work(context);
       if (changed_ == 0) return PassOutcome::unchanged;
@@ -90,6 +92,7 @@ class ImagesPass : public Pass {
 
   std::vector<Entry> entries_;
   std::map<QPDFObjGen, std::size_t> byObject_;
+  bool claimsPdfA_ = false;
   std::size_t changed_ = 0;
   long long saved_ = 0;
 };
@@ -236,7 +239,9 @@ void ImagesPass::work(PassContext& context) {
         task.job.softMask = std::move(*soft);
       }
     }
-    task.mayBeLayered = layersSuit(first.object, task.job, task.job.pageCoverage, context.settings);
+    // Layers are of so low a resolution that they must be interpolated, which PDF/A forbids.
+    task.mayBeLayered = !claimsPdfA_ &&
+                        layersSuit(first.object, task.job, task.job.pageCoverage, context.settings);
     held += task.job.source.data.size();
     batch.push_back(std::move(task));
     if (held >= kBatchBytes || batch.size() >= kBatchImages) {
