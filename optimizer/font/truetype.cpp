@@ -4,7 +4,8 @@
 //   hmtx                advance and left side bearing per glyph; a tail of glyphs may share the last advance
 //   cvt, fpgm, prep     the hints' shared programs
 //   cmap, post          codes and names to glyphs, in simple fonts only
-// Everything else is for typesetting, which a PDF has behind it.
+// Everything else is for typesetting, which a PDF has behind it. Of a variable font viewers show the default instance,
+// which is what glyf holds.
 #include "optimizer/font/truetype.h"
 
 #include <algorithm>
@@ -162,8 +163,8 @@ Result<TrueTypeFont> readTrueType(ByteView data) {
   Result<SfntTables> parsed = readSfnt(data);
   OPTIMIZER_TRY(parsed);
   const SfntTables& tables = *parsed;
-  for (const char* tag : {"fvar", "gvar", "sbix", "CBDT", "COLR", "SVG ", "EBDT", "CFF ", "CFF2"}) {
-    if (tables.count(tag) != 0) return unsupported("variations, colours, bitmaps or foreign outlines");
+  for (const char* tag : {"sbix", "CBDT", "COLR", "SVG ", "EBDT", "CFF ", "CFF2"}) {
+    if (tables.count(tag) != 0) return unsupported("colours, bitmaps or foreign outlines");
   }
   TrueTypeFont font;
   font.head = tableOf(tables, "head");

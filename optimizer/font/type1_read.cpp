@@ -33,7 +33,7 @@ Bytes decrypt(ByteView cipher, std::uint16_t key, std::size_t skip) {
   plain.reserve(cipher.size());
   for (const std::uint8_t byte : cipher) {
     plain.push_back(static_cast<std::uint8_t>(byte ^ (key >> 8)));
-    key = static_cast<std::uint16_t>((byte + key) * 52845 + 22719);
+    key = static_cast<std::uint16_t>((byte + key) * 52845u + 22719u);
   }
   plain.erase(plain.begin(), plain.begin() + static_cast<std::ptrdiff_t>(std::min(skip, plain.size())));
   return plain;

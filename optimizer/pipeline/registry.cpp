@@ -8,6 +8,7 @@ namespace {
 
 bool always(const Settings&) { return true; }
 bool convertsToCff(const Settings& settings) { return settings.convertToCff; }
+bool mergesFonts(const Settings& settings) { return settings.mergeEmbeddedFonts; }
 bool subsetsFonts(const Settings& settings) { return settings.subsetFonts; }
 constexpr std::uint32_t kFlatten = flattenFormFields | flattenLinks | flattenOtherAnnotations;
 bool flattens(const Settings& settings) { return (settings.strip & kFlatten) != 0; }
@@ -30,6 +31,7 @@ constexpr PassEntry kPasses[] = {
     {"images", "Resamples images and codes each in the smallest form that keeps its look.", always, makeImagesPass},
     {"fonts-subset", "Leaves only the glyphs that the document shows in font programs.", subsetsFonts,
      makeSubsetFontsPass},
+    {"fonts-merge", "Makes one program of several subsets of a font.", mergesFonts, makeMergeFontsPass},
     {"streams", "Codes every stream again with the strongest Deflate, and keeps what is smaller.", always,
      makeStreamsPass},
     // Once more: streams that were coded differently are the same only now.
