@@ -243,6 +243,21 @@ std::optional<std::uint32_t> hexadecimal(std::string_view digits) {
   return value;
 }
 
+// afii10017 and the like: the Cyrillic letters in the order of the alphabet, with the letter io put in after the sixth.
+std::optional<std::uint32_t> cyrillic(std::string_view name) {
+  if (name.size() != 9 || name.substr(0, 4) != "afii") return std::nullopt;
+  std::uint32_t number = 0;
+  for (const char c : name.substr(4)) {
+    if (c < '0' || c > '9') return std::nullopt;
+    number = number * 10 + static_cast<std::uint32_t>(c - '0');
+  }
+  for (const auto& [first, letter, io] : {std::array{10017u, 0x410u, 0x401u}, std::array{10065u, 0x430u, 0x451u}}) {
+    if (number < first || number > first + 32) continue;
+    return number == first + 6 ? io : letter + (number - first) - (number > first + 6 ? 1 : 0);
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 std::string_view encodingName(BaseEncoding encoding, std::uint8_t code) {
@@ -260,6 +275,7 @@ std::optional<std::uint32_t> unicodeOfName(std::string_view name) {
   const auto* found = std::lower_bound(std::begin(kNames), std::end(kNames), name,
                                        [](const NamedCharacter& a, std::string_view b) { return a.name < b; });
   if (found != std::end(kNames) && found->name == name) return found->unicode;
+  if (const auto letter = cyrillic(name)) return letter;
   if (name.size() == 7 && name.substr(0, 3) == "uni") return hexadecimal(name.substr(3));
   if (name.size() >= 5 && name.size() <= 7 && name[0] == 'u') return hexadecimal(name.substr(1));
   return std::nullopt;

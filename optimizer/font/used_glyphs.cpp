@@ -57,20 +57,24 @@ std::set<std::string> shownNames(const ShownCodes& shown, const std::map<std::ui
       }
     }
   }
-  std::set<std::uint32_t> characters;
+  bool unknown = false;  // some missing name may stand for a glyph whose name we cannot read
   for (const std::string& name : missing) {
+    if (name == ".notdef") continue;
     std::set<std::string> relatives;
     addRelatives(kBlanks, name, relatives);
     addRelatives(kHyphens, name, relatives);
-    for (const std::string& relative : relatives) {
-      if (all.count(relative) != 0) names.insert(relative);
+    bool found = !relatives.empty();
+    const auto unicode = unicodeOfName(name);
+    for (const std::string& other : all) {
+      if (relatives.count(other) == 0 && !(unicode && unicodeOfName(other) == unicode)) continue;
+      names.insert(other);
+      found = true;
     }
-    if (const auto unicode = unicodeOfName(name)) characters.insert(*unicode);
+    unknown = unknown || !found;
   }
-  if (!characters.empty()) {
+  if (unknown) {
     for (const std::string& name : all) {
-      const auto unicode = unicodeOfName(name);
-      if (unicode && characters.count(*unicode) != 0) names.insert(name);
+      if (!unicodeOfName(name)) names.insert(name);
     }
   }
   return names;

@@ -33,7 +33,8 @@ struct ShownCodes {
 };
 
 // Names that a simple font with a name-keyed program selects. builtIn: the program's own encoding. all: every glyph name
-// of the program; where a name is not among them, glyphs of the same character come in its place.
+// of the program; where a name is not among them, glyphs of the same character come in its place, or every glyph whose
+// character is unknown.
 std::set<std::string> shownNames(const ShownCodes& shown, const std::map<std::uint8_t, std::string>& builtIn,
                                  const std::set<std::string>& all);
 // True where every shown code has its name from the font dictionary, so that the built-in encoding does not matter.
