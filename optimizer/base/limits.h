@@ -7,7 +7,7 @@
 namespace optimizer::limits {
 
 // Bytes that one stream may have when its filters are undone.
-inline constexpr std::size_t kStreamBytes = std::size_t{256} << 20;
+inline constexpr std::size_t kStreamBytes = std::size_t{128} << 20;
 // How many times its coded size a large stream may grow. Deflate itself reaches 1032 (RFC 1951); two in a row are a bomb.
 inline constexpr std::size_t kStreamExpansion = 5000;
 // Below this size the expansion is not looked at.
@@ -18,7 +18,7 @@ inline constexpr int kFilters = 8;
 inline constexpr int kPageTreeDepth = 200;
 inline constexpr int kNesting = 500;
 // Pages and indirect objects of one document.
-inline constexpr std::size_t kPages = 500'000;
+inline constexpr std::size_t kPages = 100'000;
 inline constexpr std::size_t kObjects = 8'388'607;  // ISO 32000-1, Annex C
 // Stack of the thread that opens and saves: the PDF library follows some chains of objects by recursion.
 inline constexpr std::size_t kStackBytes = std::size_t{512} << 20;
