@@ -58,7 +58,7 @@ TEST(Mrc, SuitsPagesOnlyAndOnlyWhereTheSettingsAllowIt) {
     c.change(job, settings);
     EXPECT_FALSE(layersSuit(image, job, 0.9, settings)) << c.name;
   }
-  for (const char* key : {"/SMask 1 0 R", "/Mask [0 1]", "/Alternates []"})
+  for (const char* key : {"/SMask <<>>", "/Mask [0 1]", "/Alternates []"})
     EXPECT_FALSE(layersSuit(imageIn(pdf, key), pageJob(), 0.9, web)) << key;
 }
 
