@@ -49,7 +49,7 @@ const std::vector<Case>& cases() {
       {"whole real", PropertyList(1.0), 1.0F, 1, 1, true, {}},
       {"fraction", PropertyList(2.5), 2.5F, {}, {}, {}, {}},
       {"rounded real", PropertyList(0.1), 0.1F, {}, {}, {}, {}},
-      {"negative zero", PropertyList(-0.0), -0.0F, 0, 0, false, {}},
+      {"negative zero", PropertyList(-0.0), -0.0F, {}, {}, {}, {}},
       {"huge real", PropertyList(1e300), std::numeric_limits<float>::infinity(), {}, {}, {}, {}},
       {"true", PropertyList(true), 1.0F, 1, 1, true, {}},
       {"false", PropertyList(false), 0.0F, 0, 0, false, {}},
