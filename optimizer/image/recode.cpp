@@ -19,7 +19,7 @@ namespace {
 
 // What the perceptual quality holds: pictures at normal viewing size pass for the original. Masks shape
 // edges, so they are held higher; so are charts and screenshots, where the eye expects clean flat colours.
-constexpr LookFloor pictureFloor = {0.955, 0.945, 0.70, 4.0, 0.955, 0.87};
+constexpr LookFloor pictureFloor = {0.955, 0.945, 0.66, 2.8, 0.955, 0.87};
 constexpr LookFloor syntheticFloor = {0.985, 0.965, 0.85, 3.0, 0.955, 0.95};
 constexpr LookFloor maskFloor = {0.985, 0.965, 0.80, 3.0, 0.955, 0.95};
 

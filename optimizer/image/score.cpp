@@ -78,7 +78,7 @@ Look structureOf(const Pixels& a, const Pixels& b) {
   Look look;
   look.structure = total / static_cast<double>(places);
   look.busy = weighted / weights;
-  const std::uint64_t wanted = std::max<std::uint64_t>(1, places / 100);
+  const std::uint64_t wanted = std::max<std::uint64_t>(1, places / 400);
   std::uint64_t seen = 0;
   double worst = 0;
   for (std::size_t i = 0; i < histogram.size() && seen < wanted; ++i) {

@@ -10,8 +10,8 @@ namespace optimizer {
 
 // 1 is the same picture. `structure` is the mean structural similarity (SSIM) of the luma; `busy` weighs each
 // place by how much it shows, so that text and edges count and empty paper does not; `worst` is the mean of
-// the worst hundredth part; `chroma` is the root mean square error of the colour differences, in levels of
-// 255.
+// the worst four-hundredth part: a line of text on a page; `chroma` is the root mean square error of the
+// colour differences, in levels of 255.
 struct Look {
   double structure = 1, busy = 1, worst = 1, chroma = 0;
 };
