@@ -14,7 +14,9 @@ std::unique_ptr<Pass> makeMergeFontsPass();
 std::unique_ptr<Pass> makeRedundantPass();
 std::unique_ptr<Pass> makeRemoveImagesPass();
 std::unique_ptr<Pass> makeStreamsPass();
+std::unique_ptr<Pass> makeStandardFontsPass();
 std::unique_ptr<Pass> makeSubsetFontsPass();
+std::unique_ptr<Pass> makeToUnicodePass();
 std::unique_ptr<Pass> makeStripPass();
 
 }  // namespace optimizer

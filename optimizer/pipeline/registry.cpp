@@ -8,6 +8,7 @@ namespace {
 
 bool always(const Settings&) { return true; }
 bool convertsToCff(const Settings& settings) { return settings.convertToCff; }
+bool removesStandardFonts(const Settings& settings) { return settings.removeStandardFonts; }
 bool mergesFonts(const Settings& settings) { return settings.mergeEmbeddedFonts; }
 bool subsetsFonts(const Settings& settings) { return settings.subsetFonts; }
 constexpr std::uint32_t kFlatten = flattenFormFields | flattenLinks | flattenOtherAnnotations;
@@ -27,10 +28,13 @@ constexpr PassEntry kPasses[] = {
     {"strip", "Removes the parts of the document that the strip bits name.", strips, makeStripPass},
     {"remove images", "Makes every image disappear.", removesImages, makeRemoveImagesPass},
     {"redundant", "Lets one of equal objects stand for all.", removesRedundant, makeRedundantPass},
+    {"fonts-standard", "Takes out embedded copies of the standard fonts.", removesStandardFonts, makeStandardFontsPass},
     {"fonts-convert", "Converts Type 1 font programs to CFF.", convertsToCff, makeConvertFontsPass},
     {"images", "Resamples images and codes each in the smallest form that keeps its look.", always, makeImagesPass},
     {"fonts-subset", "Leaves only the glyphs that the document shows in font programs.", subsetsFonts,
      makeSubsetFontsPass},
+    {"fonts-to-unicode", "Leaves only the codes that the document shows in ToUnicode CMaps.", subsetsFonts,
+     makeToUnicodePass},
     {"fonts-merge", "Makes one program of several subsets of a font.", mergesFonts, makeMergeFontsPass},
     {"streams", "Codes every stream again with the strongest Deflate, and keeps what is smaller.", always,
      makeStreamsPass},
