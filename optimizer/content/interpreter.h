@@ -48,7 +48,7 @@ struct Summary {
 
 class Interpreter {
  public:
-  explicit Interpreter(QPDF& pdf) : pdf_(pdf) {}
+  Interpreter() = default;
 
   // A page's own content. clip: the page's visible box. The page's scope can serve its annotations afterwards.
   std::unique_ptr<Summary> page(QPDFObjectHandle page, const Rect& clip, ResourceScope& scope);
@@ -95,7 +95,6 @@ class Interpreter {
   bool work(std::size_t amount);
   bool countDraw();
 
-  QPDF& pdf_;
   ResourceUse resources_;
   std::map<QPDFObjGen, std::unique_ptr<FontCodes>> fonts_;
   std::map<QPDFObjGen, std::vector<Memo>> memos_;

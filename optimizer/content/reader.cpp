@@ -105,6 +105,7 @@ bool ContentReader::inlineImage(Instruction& instruction) {
       findInlineImageData(instruction, {tokens_.position(), static_cast<std::size_t>(tokens_.limit() - tokens_.position())});
   damaged_ |= !data.terminated;
   instruction.imageData = data.bytes;
+  instruction.imageRaw = {tokens_.position(), data.consumed};
   tokens_.seek(tokens_.position() + data.consumed);
   return true;
 }

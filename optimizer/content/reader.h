@@ -19,6 +19,7 @@ struct Instruction {
   Token keyword;  // the operator as written; for an inline image BI
   Op op = Op::unknown;
   ByteView imageData;  // inline images only: the bytes between ID's white space and EI's
+  ByteView imageRaw;   // inline images only: everything behind ID up to and with EI
 
   // The i-th number counted from the end of the operands (0 is the last), or fallback.
   double number(std::size_t fromEnd, double fallback = 0) const;

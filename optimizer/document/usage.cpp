@@ -67,7 +67,7 @@ PageFrame frameOf(QPDFObjectHandle page, int index) {
 
 class Analysis {
  public:
-  explicit Analysis(QPDF& pdf) : pdf_(pdf), interpreter_(pdf) {}
+  explicit Analysis(QPDF& pdf) : pdf_(pdf) {}
 
   void page(QPDFObjectHandle page, int index);
   void namedContent();

@@ -8,11 +8,13 @@
 namespace optimizer {
 
 std::unique_ptr<Pass> makeFlattenPass();
+std::unique_ptr<Pass> makeContentPass();
 std::unique_ptr<Pass> makeConvertFontsPass();
 std::unique_ptr<Pass> makeImagesPass();
 std::unique_ptr<Pass> makeMergeFontsPass();
 std::unique_ptr<Pass> makeRedundantPass();
 std::unique_ptr<Pass> makeRemoveImagesPass();
+std::unique_ptr<Pass> makeResourcesPass();
 std::unique_ptr<Pass> makeStreamsPass();
 std::unique_ptr<Pass> makeStandardFontsPass();
 std::unique_ptr<Pass> makeSubsetFontsPass();

@@ -10,6 +10,7 @@ bool always(const Settings&) { return true; }
 bool convertsToCff(const Settings& settings) { return settings.convertToCff; }
 bool removesStandardFonts(const Settings& settings) { return settings.removeStandardFonts; }
 bool mergesFonts(const Settings& settings) { return settings.mergeEmbeddedFonts; }
+bool optimizesResources(const Settings& settings) { return settings.optimizeResources; }
 bool subsetsFonts(const Settings& settings) { return settings.subsetFonts; }
 constexpr std::uint32_t kFlatten = flattenFormFields | flattenLinks | flattenOtherAnnotations;
 bool flattens(const Settings& settings) { return (settings.strip & kFlatten) != 0; }
@@ -36,6 +37,10 @@ constexpr PassEntry kPasses[] = {
     {"fonts-to-unicode", "Leaves only the codes that the document shows in ToUnicode CMaps.", subsetsFonts,
      makeToUnicodePass},
     {"fonts-merge", "Makes one program of several subsets of a font.", mergesFonts, makeMergeFontsPass},
+    {"content", "Writes content streams again with fewer bytes that draw the same.", optimizesResources,
+     makeContentPass},
+    {"resources", "Drops resources that no content uses, and entries that say their default.", optimizesResources,
+     makeResourcesPass},
     {"streams", "Codes every stream again with the strongest Deflate, and keeps what is smaller.", always,
      makeStreamsPass},
     // Once more: streams that were coded differently are the same only now.
