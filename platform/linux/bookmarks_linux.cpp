@@ -13,6 +13,7 @@
 #include "platform/linux/access_scope.h"
 #include "platform/linux/environment.h"
 #include "platform/linux/file_errors.h"
+#include "platform/linux/process_linux.h"
 #include "platform/path.h"
 #include "platform/property_list.h"
 
@@ -131,6 +132,8 @@ bool LinuxBookmarks::startAccessing(const std::string& path) {
 // The limit stays: what the kernel was told cannot be taken back, and nothing is done after it.
 void LinuxBookmarks::stopAccessing(const std::string&) {}
 
-void LinuxBookmarks::limitAccess(const std::string& path) { AccessScope::shared().limit(path); }
+void LinuxBookmarks::limitAccess(const std::string& path) {
+  for (const std::string& complaint : AccessScope::shared().limit(path)) writeLogLine(complaint);
+}
 
 }  // namespace platform

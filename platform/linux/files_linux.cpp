@@ -73,18 +73,18 @@ Status LinuxFileManager::setAttributes(const FileAttributeChanges& changes, cons
 
 bool LinuxFileManager::fileExists(const std::string& path) {
   struct stat info;
-  return stat(path.c_str(), &info) == 0;
+  return allowed(path) && stat(path.c_str(), &info) == 0;
 }
 
 Status LinuxFileManager::createDirectory(const std::string& path) {
   if (path.empty()) return writeError(ENOENT, path);
+  if (!allowed(path)) return writeError(EACCES, path);
   struct stat info;
   if (stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) return Done{};
   const std::string parent = deletingLastPathComponent(path);
-  if (!parent.empty() && parent != path && !fileExists(parent)) {
+  if (!parent.empty() && parent != path && stat(parent.c_str(), &info) != 0) {
     if (Status made = createDirectory(parent); !made) return made;
   }
-  if (!allowed(path)) return writeError(EACCES, path);
   if (mkdir(path.c_str(), 0777) == 0) return Done{};
   const int error = errno;
   // Another process may have made it meanwhile.

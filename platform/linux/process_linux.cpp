@@ -57,7 +57,9 @@ std::string LinuxProcess::newUuidText() {
 
 int LinuxProcess::processorCount() { return std::max(1, static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN))); }
 
-void LinuxProcess::log(const std::string& line) {
+void LinuxProcess::log(const std::string& line) { writeLogLine(line); }
+
+void writeLogLine(const std::string& line) {
   syslog(LOG_NOTICE, "%s", line.c_str());
   timespec now;
   clock_gettime(CLOCK_REALTIME, &now);

@@ -18,4 +18,7 @@ class LinuxProcess : public Process {
   void print(const std::string& line) override;
 };
 
+// What LinuxProcess::log does.
+void writeLogLine(const std::string& line);
+
 }  // namespace platform

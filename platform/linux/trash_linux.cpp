@@ -11,7 +11,8 @@ namespace platform {
 
 Status LinuxFileManager::trashItem(const std::string& path) {
   if (!AccessScope::shared().allows(path)) return removeError(EACCES, path);
-  GFile* file = g_file_new_for_path(path.c_str());
+  // The local file system's own files: the default would load modules and ask other programs.
+  GFile* file = g_vfs_get_file_for_path(g_vfs_get_local(), path.c_str());
   GError* failure = nullptr;
   const bool done = g_file_trash(file, nullptr, &failure);
   g_object_unref(file);
