@@ -124,19 +124,24 @@ std::optional<std::set<std::uint16_t>> shownGlyphs(const ShownCodes& shown, cons
     }
     const std::set<std::string> names = dictionaryNames(shown.encoding, code, true);
     for (const std::string& name : names) {
-      bool named = false;
+      bool named = false;        // some table leads to a glyph
+      bool byCharacter = false;  // and one that every viewer looks into: platform 0 is left out by some
       const auto unicode = unicodeOfName(name);
       for (const CmapSubtable& subtable : font.cmap) {
-        if (unicode && (subtable.unicode() || subtable.symbol())) named |= look(subtable, *unicode);
+        if (unicode && (subtable.unicode() || subtable.symbol()) && look(subtable, *unicode)) {
+          named = true;
+          byCharacter = byCharacter || subtable.platform == 3;
+        }
         if (!subtable.macRoman()) continue;
         for (std::uint32_t mac = 0; mac < 256; ++mac) {
-          if (encodingName(BaseEncoding::macRoman, static_cast<std::uint8_t>(mac)) == name) named |= look(subtable, mac);
+          if (encodingName(BaseEncoding::macRoman, static_cast<std::uint8_t>(mac)) != name || !look(subtable, mac)) continue;
+          named = byCharacter = true;
         }
       }
       for (std::size_t g = 0; g < font.names.size(); ++g) {
         if (font.names[g] != name) continue;
         glyphs.insert(static_cast<std::uint16_t>(g));
-        if (!named) needsNames = true;
+        if (!byCharacter) needsNames = true;
         named = true;
       }
       // A name that leads nowhere, such as g17 or one of the font's own making: viewers go their own ways from here.
