@@ -18,12 +18,15 @@ struct PlatformError {
   // the four constants below.
   std::vector<std::pair<std::string, std::string>> userInfo;
   std::shared_ptr<const PlatformError> underlying;
+  // The sentence that the domain itself has for the code, where userInfo brings none.
+  std::string domainText = {};
 
-  // What a user reads: the localized description of userInfo, or a generic sentence that names domain and code.
+  // What a user reads: the localized description of userInfo, else the domain's sentence, else a generic one that names domain
+  // and code.
   std::string localizedDescription() const;
   // The full form on one line: Error Domain=D Code=N "TEXT" UserInfo={key=value, …}; TEXT is the debug description, else
-  // the localized description, else the failure reason, else (null); without details there is no UserInfo part. Line
-  // breaks inside values that are not file names become blanks; file names keep their bytes.
+  // the localized description, else the domain's sentence, else the failure reason, else (null); without details there is no
+  // UserInfo part. Nothing is put on lines of its own; file names and messages keep their bytes, line breaks included.
   std::string description() const;
 };
 

@@ -24,10 +24,13 @@ namespace {
 constexpr std::size_t mostSearchedFolders = 20000;
 constexpr auto longestSearch = std::chrono::seconds(5);
 
-// What stays with a file when its name changes. The birth time tells a reused inode number apart.
+// What stays with a file when its name changes. The birth time tells a reused inode number apart, and stands in for the device's
+// number, which may be another one after a restart.
 struct Identity {
   std::int64_t device = 0, inode = 0, born = 0;
-  bool operator==(const Identity&) const = default;
+  bool operator==(const Identity& other) const {
+    return inode == other.inode && born == other.born && (born != 0 || device == other.device);
+  }
 };
 
 bool identify(const std::string& path, Identity& identity) {
@@ -47,12 +50,14 @@ struct CloseFolder {
 std::string search(const std::string& start, const Identity& wanted, std::size_t mostFolders) {
   const auto end = std::chrono::steady_clock::now() + longestSearch;
   std::deque<std::string> folders = {start};
+  struct stat top, info;
+  if (stat(start.c_str(), &top) != 0) return "";
   for (std::size_t visited = 0; !folders.empty() && visited < mostFolders; ++visited) {
     if (std::chrono::steady_clock::now() > end) break;
     const std::string folder = std::move(folders.front());
     folders.pop_front();
     const std::unique_ptr<DIR, CloseFolder> entries(opendir(folder.c_str()));
-    if (!entries) continue;
+    if (!entries || fstat(dirfd(entries.get()), &info) != 0 || info.st_dev != top.st_dev) continue;
     while (const dirent* entry = readdir(entries.get())) {
       const std::string name = entry->d_name;
       if (name == "." || name == "..") continue;
@@ -60,7 +65,6 @@ std::string search(const std::string& start, const Identity& wanted, std::size_t
       Identity identity;
       if (static_cast<std::int64_t>(entry->d_ino) == wanted.inode && identify(path, identity) && identity == wanted)
         return path;
-      struct stat info;
       if (entry->d_type == DT_DIR ||
           (entry->d_type == DT_UNKNOWN && lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)))
         folders.push_back(path);
@@ -77,7 +81,7 @@ std::int64_t integerEntry(const PropertyListDictionary& entries, const char* key
 
 }  // namespace
 
-Result<std::vector<std::uint8_t>> LinuxBookmarks::create(const std::string& path, unsigned) {
+Result<std::vector<std::uint8_t>> LinuxBookmarks::create(const std::string& path, unsigned options) {
   Identity identity;
   if (!identify(path, identity)) return readError(errno, path);
   if (access(path.c_str(), R_OK) != 0) return readError(errno, path);
@@ -88,6 +92,7 @@ Result<std::vector<std::uint8_t>> LinuxBookmarks::create(const std::string& path
   const auto number = [](std::int64_t value) { return PropertyList(Value(value)); };
   const PropertyList list = PropertyList::dictionary(
       {{"Bookmark", number(1)},
+       {"SecurityScope", PropertyList(Value((options & withSecurityScope) != 0))},
        // As data: a path is bytes, and a property list's text is Unicode.
        {"Path", PropertyList(Value(PropertyListData{{location.begin(), location.end()}}))},
        {"Device", number(identity.device)},
@@ -98,13 +103,14 @@ Result<std::vector<std::uint8_t>> LinuxBookmarks::create(const std::string& path
   return std::vector<std::uint8_t>(text->begin(), text->end());
 }
 
-Result<ResolvedBookmark> LinuxBookmarks::resolve(const std::vector<std::uint8_t>& data, unsigned) {
+Result<ResolvedBookmark> LinuxBookmarks::resolve(const std::vector<std::uint8_t>& data, unsigned options) {
   const Result<PropertyList> list = parsePropertyList(data);
   if (!list || !list->dictionaryEntries()) return bookmarkCorruptError();
   const PropertyListDictionary& entries = *list->dictionaryEntries();
   const auto stored = entries.find("Path");
   if (integerEntry(entries, "Bookmark") != 1 || stored == entries.end() || !stored->second.data())
     return bookmarkCorruptError();
+  if ((options & resolveWithSecurityScope) && integerEntry(entries, "SecurityScope") != 1) return bookmarkCorruptError();
   const std::vector<std::uint8_t>& bytes = stored->second.data()->bytes;
   const std::string path(bytes.begin(), bytes.end());
   if (path.empty() || path.front() != '/' || path.find('\0') != std::string::npos) return bookmarkCorruptError();

@@ -14,8 +14,8 @@ PlatformError writeError(int error, const std::string& path);
 PlatformError moveError(int error, const std::string& from, const std::string& to);
 PlatformError removeError(int error, const std::string& path);
 PlatformError noTrashError(const std::string& path);
-// The Trash refused for another reason, in its own words.
-PlatformError trashError(int code, const std::string& path, const std::string& reason);
+// 4 missing, 513 not allowed, 640 out of space, 642 read-only, 512 for another reason, which may be given in the Trash's words.
+PlatformError trashError(int error, const std::string& path, const std::string& reason);
 
 PlatformError propertyListError(const std::string& debugText);                          // 3840
 PlatformError bookmarkCorruptError();                                                   // 259

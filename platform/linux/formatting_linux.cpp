@@ -1,7 +1,7 @@
 #include "platform/linux/formatting_linux.h"
 
 #include <unicode/decimfmt.h>
-#include <unicode/gregocal.h>
+#include <unicode/simpletz.h>
 #include <unicode/smpdtfmt.h>
 
 #include <charconv>
@@ -53,7 +53,8 @@ std::string LinuxFormatting::date(TimePoint time, const std::string& pattern) {
   UErrorCode status = U_ZERO_ERROR;
   icu::SimpleDateFormat format(fromUtf8(pattern), plainLocale(), status);
   if (U_FAILURE(status)) return "";
-  format.adoptTimeZone(icu::TimeZone::detectHostTimeZone());
+  // By the offset that the system's own functions give, which know every form of TZ.
+  format.adoptTimeZone(new icu::SimpleTimeZone(secondsFromGmt(time) * 1000, "kelv"));
   icu::UnicodeString text;
   std::string result;
   format.format(milliseconds(time), text).toUTF8String(result);
@@ -74,6 +75,7 @@ std::optional<std::string> LinuxFormatting::number(double value, const std::stri
 }
 
 int LinuxFormatting::secondsFromGmt(TimePoint time) {
+  tzset();
   const std::time_t seconds = std::chrono::system_clock::to_time_t(
       std::chrono::time_point_cast<std::chrono::system_clock::duration>(time));
   tm local;

@@ -7,9 +7,10 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
+#include <cstdlib>
 #include <mutex>
 #include <set>
+#include <thread>
 
 #include "platform/linux/descriptor.h"
 #include "platform/linux/environment.h"
@@ -106,13 +107,26 @@ int writeAll(int file, const std::string& text) {
   return 0;
 }
 
-// Whole or not at all: a neighbour takes the name.
-Status writeDictionary(const std::string& path, const PropertyListDictionary& entries) {
+// Where a file that may be a link is kept.
+std::string keptAt(const std::string& path) {
+  char* real = realpath(path.c_str(), nullptr);
+  std::string result = real ? real : path;
+  std::free(real);
+  return result;
+}
+
+// Whole or not at all: a neighbour takes the name. The lock is held, so the neighbour's name is ours: one that a killed program
+// left is written over.
+Status writeDictionary(const std::string& link, const PropertyListDictionary& entries) {
   Result<std::string> text = writeXmlPropertyList(PropertyList::dictionary(entries));
   if (!text) return text.error();
-  std::string neighbour = path + ".XXXXXX";
-  const Descriptor file(mkostemp(neighbour.data(), O_CLOEXEC));
+  const std::string path = keptAt(link);
+  const std::string neighbour = path + ".new";
+  const Descriptor file(open(neighbour.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!file) return writeError(errno, path);
+  struct stat before;
+  // The file stays the user's when a program of the user's runs as somebody else.
+  if (stat(path.c_str(), &before) == 0) (void)!fchown(file.get(), before.st_uid, before.st_gid);
   const bool waits = DiskSync::shared().begins(path);
   int error = writeAll(file.get(), *text);
   if (error == 0 && waits && fsync(file.get()) != 0) error = errno;
@@ -125,6 +139,17 @@ Status writeDictionary(const std::string& path, const PropertyListDictionary& en
   return Done{};
 }
 
+// errno, or 0 when the lock is held.
+int lockWithin(int file, std::chrono::milliseconds longestWait) {
+  const auto end = std::chrono::steady_clock::now() + longestWait;
+  while (flock(file, LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EINTR && errno != EWOULDBLOCK) return errno;
+    if (std::chrono::steady_clock::now() >= end) return ETIMEDOUT;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return 0;
+}
+
 // The folder of the preferences is the user's alone.
 int makeFolders(const std::string& folder) {
   if (mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST) return 0;
@@ -135,7 +160,8 @@ int makeFolders(const std::string& folder) {
 
 class FilePreferences : public Preferences {
  public:
-  explicit FilePreferences(std::string path) : path_(std::move(path)) {}
+  FilePreferences(std::string path, std::chrono::milliseconds longestWait)
+      : path_(std::move(path)), longestWait_(longestWait) {}
 
   std::optional<PropertyList> object(const std::string& key) override {
     if (!pending_) {
@@ -163,9 +189,7 @@ class FilePreferences : public Preferences {
     const std::string lockPath = path_ + ".lock";
     const Descriptor lock(open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (!lock) return writeError(errno, lockPath);
-    while (flock(lock.get(), LOCK_EX) != 0) {
-      if (errno != EINTR) return writeError(errno, lockPath);
-    }
+    if (const int error = lockWithin(lock.get(), longestWait_); error != 0) return writeError(error, lockPath);
     Result<PropertyListDictionary> entries = readDictionary(path_);
     if (!entries) return entries.error();
     pending_ = *entries;
@@ -187,19 +211,22 @@ class FilePreferences : public Preferences {
   }
 
   std::string path_;
+  std::chrono::milliseconds longestWait_;
   std::optional<PropertyListDictionary> pending_;  // the state inside update
 };
 
 }  // namespace
 
 std::unique_ptr<Preferences> LinuxPreferencesStore::suite(const std::string& groupIdentifier) {
-  auto preferences = std::make_unique<FilePreferences>(preferencesFolder() + "/" + groupIdentifier + ".plist");
+  if (groupIdentifier.find('/') != std::string::npos) return nullptr;
+  auto preferences =
+      std::make_unique<FilePreferences>(preferencesFolder() + "/" + groupIdentifier + ".plist", longestWait_);
   if (!preferences->canBeOpened()) return nullptr;
   return preferences;
 }
 
 std::unique_ptr<Preferences> LinuxPreferencesStore::standard() {
-  return std::make_unique<FilePreferences>(preferencesFolder() + "/kelv.plist");
+  return std::make_unique<FilePreferences>(preferencesFolder() + "/kelv.plist", longestWait_);
 }
 
 }  // namespace platform

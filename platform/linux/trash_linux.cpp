@@ -10,7 +10,7 @@
 namespace platform {
 
 Status LinuxFileManager::trashItem(const std::string& path) {
-  if (!AccessScope::shared().allows(path)) return removeError(EACCES, path);
+  if (!AccessScope::shared().allows(path)) return trashError(EACCES, path, "");
   // The local file system's own files: the default would load modules and ask other programs.
   GFile* file = g_vfs_get_file_for_path(g_vfs_get_local(), path.c_str());
   GError* failure = nullptr;
@@ -21,9 +21,11 @@ Status LinuxFileManager::trashItem(const std::string& path) {
   if (failure && failure->domain == G_IO_ERROR) {
     switch (failure->code) {
       case G_IO_ERROR_NOT_SUPPORTED: break;
-      case G_IO_ERROR_NOT_FOUND: error = removeError(ENOENT, path); break;
-      case G_IO_ERROR_PERMISSION_DENIED: error = removeError(EACCES, path); break;
-      default: error = trashError(512, path, failure->message); break;
+      case G_IO_ERROR_NOT_FOUND: error = trashError(ENOENT, path, ""); break;
+      case G_IO_ERROR_PERMISSION_DENIED: error = trashError(EACCES, path, ""); break;
+      case G_IO_ERROR_NO_SPACE: error = trashError(ENOSPC, path, ""); break;
+      case G_IO_ERROR_READ_ONLY: error = trashError(EROFS, path, ""); break;
+      default: error = trashError(0, path, failure->message); break;
     }
   }
   g_clear_error(&failure);
