@@ -167,6 +167,21 @@ def truetype_with_differences():
         BaseEncoding=Name.WinAnsiEncoding, Differences=[65, Name.alpha, Name.Aogonek, Name.afii10017]))
 
 
+@case('smaller')
+def truetype_with_a_cmap_of_platform_0():
+    """Some viewers then go by the names in the post table."""
+    pdf = truetype(32, b'(\\223quoted\\224 \\226 it\\222s) Tj', Encoding=Name.WinAnsiEncoding)
+    stream = pdf.pages[0].Resources.Font.F1.FontDescriptor.FontFile2
+    data = bytearray(stream.read_bytes())
+    at = data.index(table(bytes(data), b'cmap'))
+    count = struct.unpack('>H', data[at + 2:at + 4])[0]
+    platforms = [struct.unpack('>H', data[at + 4 + 8 * i:at + 6 + 8 * i])[0] for i in range(count)]
+    assert platforms == sorted(platforms) and platforms[0] == 0
+    data[at + 2:at + 4] = struct.pack('>H', platforms.count(0))
+    stream.write(bytes(data))
+    return pdf
+
+
 @case('kept')
 def truetype_with_names_of_its_own():
     return truetype(32, b'(AB) Tj', Encoding=Dictionary(Differences=[65, Name.g36, Name.nosuchglyphname]))
