@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <set>
 
 #include <qpdf/QPDFExc.hh>
 #include <qpdf/QPDFLogger.hh>
@@ -133,6 +134,21 @@ Result<std::unique_ptr<Document>> Document::open(const std::string& path, const 
   return document;
 }
 
+namespace {
+
+// Readers of forms follow the fields by recursion, so a chain without end would take them down.
+bool nestsTooDeep(QPDFObjectHandle fields, std::set<QPDFObjGen>& seen, int depth) {
+  if (!fields.isArray()) return false;
+  if (depth > limits::kNesting) return true;
+  for (QPDFObjectHandle field : fields.getArrayAsVector()) {
+    if (!field.isDictionary() || (field.isIndirect() && !seen.insert(field.getObjGen()).second)) continue;
+    if (nestsTooDeep(field.getKey("/Kids"), seen, depth + 1)) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
 Status Document::read(std::FILE* stream, bool header) {
   try {
     pdf_ = std::make_unique<QPDF>();
@@ -153,6 +169,11 @@ Status Document::read(std::FILE* stream, bool header) {
       return Error{ErrorKind::limit, "The PDF has more objects than can be handled"};
     }
     if (!pdf.getRoot().isDictionary()) return Error{ErrorKind::damaged, "The PDF is damaged beyond repair"};
+    std::set<QPDFObjGen> seen;
+    QPDFObjectHandle form = pdf.getRoot().getKey("/AcroForm");
+    if (form.isDictionary() && nestsTooDeep(form.getKey("/Fields"), seen, 0)) {
+      return Error{ErrorKind::limit, "The PDF's form fields are nested too deeply"};
+    }
     OPTIMIZER_TRY(repairPageTree(pdf));
     QPDFPageDocumentHelper(pdf).pushInheritedAttributesToPage();
     pages_ = pdf.getAllPages();

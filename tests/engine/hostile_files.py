@@ -42,7 +42,7 @@ CASES = {
         20_000, lambda next: b'<</Title(x)/Next %d 0 R>>' % next)), False),
     'long_chain_of_arrays': lambda: (one_page(b'/X 5 0 R', more=chain(20_000, lambda next: b'[%d 0 R]' % next)), False),
     'deep_fields': lambda: (one_page(b'/AcroForm<</Fields[5 0 R]>>', more=chain(
-        20_000, lambda next: b'<</T(a)/FT/Tx/Kids[%d 0 R]>>' % next)), None),
+        20_000, lambda next: b'<</T(a)/FT/Tx/Kids[%d 0 R]>>' % next)), True),
     'deep_structure': lambda: (one_page(b'/StructTreeRoot 5 0 R', more=chain(
         20_000, lambda next: b'<</Type/StructElem/K %d 0 R>>' % next)), False),
     'deep_page_tree': lambda: (pdf([CATALOG % b''] + [
