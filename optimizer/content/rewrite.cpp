@@ -134,6 +134,10 @@ void join(std::string& text, std::string_view token) {
     text += ' ';
   }
   text += token;
+  // A name without characters ends in its slash, which separates nothing.
+  if (token == "/") {
+    text += ' ';
+  }
 }
 
 void Rewriter::append(const Token& token, std::string& text) const {
@@ -149,13 +153,6 @@ void Rewriter::append(const Token& token, std::string& text) const {
       appendLiteral(bytes, spelled);
       break;
     }
-    case TokenKind::name:
-      // A name without characters ends in its slash, which separates nothing.
-      spelled = token.text();
-      if (token.size == 1) {
-        spelled += ' ';
-      }
-      break;
     default:
       spelled = token.text();
       break;

@@ -110,6 +110,11 @@ TEST(Rewrite, inlineImagesStayByteForByte) {
   EXPECT_EQ(rewritten(content), "q\nBI/W 2/H 2/BPC 8/CS/G ID" + image.substr(image.find(" \0\r", 0, 3)) + "\nQ");
 }
 
+TEST(Rewrite, namesWithoutCharactersEnd) {
+  check({{"operand", "/ gs /X Do", "/ gs/X Do"},
+         {"key of an inline image", "BI /W 1 / ID abcd\nEI", "BI/W 1/ ID abcd\nEI"}});
+}
+
 TEST(Rewrite, damagedContentStays) {
   for (const char* content : {"(a Tj", "[(a) Tj", "BI /W 1", "a > b"}) {
     EXPECT_EQ(rewritten(content), std::nullopt) << content;
