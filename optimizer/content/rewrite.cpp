@@ -84,6 +84,9 @@ class Rewriter {
       return std::nullopt;
     }
     emitClose();
+    if (!imagesStand()) {
+      return std::nullopt;
+    }
     return std::move(out_);
   }
 
@@ -101,6 +104,7 @@ class Rewriter {
   void paint(const Instruction& in);
   void showArray(const Instruction& in);
   void inlineImage(const Instruction& in);
+  bool imagesStand() const;
 
   void flush();
   void flushColor(const Color& wanted, Color& written);
@@ -118,6 +122,7 @@ class Rewriter {
   std::string out_;
   State state_;
   std::vector<Bracket> saved_;
+  std::vector<ByteView> images_;     // inline images, from ID to EI, as they were
   std::optional<Bracket> text_;      // the text object that is open
   std::size_t effects_ = 0;          // instructions that draw or mark
   std::size_t textEffects_ = 0;      // instructions that outlast a text object
@@ -453,6 +458,28 @@ void Rewriter::inlineImage(const Instruction& in) {
   join(text, "ID");
   emit(text);
   out_.append(reinterpret_cast<const char*>(in.imageRaw.data()), in.imageRaw.size());
+  images_.push_back(in.imageRaw);
+}
+
+// Where an inline image ends may hang on what follows it, and that is written anew: each must read as it did.
+bool Rewriter::imagesStand() const {
+  if (images_.empty()) {
+    return true;
+  }
+  ContentReader reader({reinterpret_cast<const std::uint8_t*>(out_.data()), out_.size()});
+  Instruction in;
+  std::size_t count = 0;
+  while (reader.next(in)) {
+    if (in.op != Op::beginInlineImage) {
+      continue;
+    }
+    if (count == images_.size() || !std::equal(in.imageRaw.begin(), in.imageRaw.end(), images_[count].begin(),
+                                               images_[count].end())) {
+      return false;
+    }
+    ++count;
+  }
+  return count == images_.size() && !reader.damaged();
 }
 
 void Rewriter::rewrite(const Instruction& in) {

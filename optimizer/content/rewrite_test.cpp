@@ -115,6 +115,13 @@ TEST(Rewrite, namesWithoutCharactersEnd) {
          {"key of an inline image", "BI /W 1 / ID abcd\nEI", "BI/W 1/ ID abcd\nEI"}});
 }
 
+TEST(Rewrite, contentStaysWhereAnInlineImageWouldEndElsewhere) {
+  // Its end is known by the q behind it, which would go with its Q.
+  const std::string image = "BI /W 1 /H 1 /BPC 8 /CS /X /F /RL ID ab\nEI ";
+  EXPECT_EQ(rewritten(image + "q Q \xbd\xbd Q"), std::nullopt);
+  EXPECT_EQ(rewritten(image + "q 0 w Q Q"), "BI/W 1/H 1/BPC 8/CS/X/F/RL ID ab\nEI\nQ");
+}
+
 TEST(Rewrite, damagedContentStays) {
   for (const char* content : {"(a Tj", "[(a) Tj", "BI /W 1", "a > b"}) {
     EXPECT_EQ(rewritten(content), std::nullopt) << content;
