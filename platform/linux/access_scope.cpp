@@ -1,12 +1,15 @@
 #include "platform/linux/access_scope.h"
 
+#include <fcntl.h>
 #include <gio/gio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <climits>
 #include <cstdlib>
 #include <filesystem>
 
+#include "platform/linux/descriptor.h"
 #include "platform/linux/environment.h"
 #include "platform/linux/landlock.h"
 #include "platform/linux/system_call_filter.h"
@@ -15,8 +18,27 @@
 namespace platform {
 namespace {
 
+// The real path of what path leads to, in the kernel's own words; empty when nothing is there or it cannot be told.
+std::string realPathOfExisting(const std::string& path) {
+  const Descriptor item(open(path.c_str(), O_PATH | O_CLOEXEC));
+  if (!item) return "";
+  char real[PATH_MAX];
+  const std::string link = "/proc/self/fd/" + std::to_string(item.get());
+  const ssize_t length = readlink(link.c_str(), real, sizeof real);
+  return length > 0 && length < PATH_MAX && real[0] == '/' ? std::string(real, static_cast<std::size_t>(length)) : "";
+}
+
 // The real path of what exists of path, and the rest of it behind that; empty when it cannot be told.
 std::string realPath(const std::string& path) {
+  std::string existing = realPathOfExisting(path);
+  if (!existing.empty()) return existing;
+  // Most often just the last component is missing: a result that is still to come.
+  struct stat info;
+  const std::string name = lastPathComponent(path);
+  if (name != "." && name != ".." && lstat(path.c_str(), &info) != 0) {
+    existing = realPathOfExisting(deletingLastPathComponent(path));
+    if (!existing.empty()) return appendingPathComponent(existing, name);
+  }
   std::error_code error;
   // Made absolute first: a relative path of which nothing exists yet would stay relative.
   const std::filesystem::path absolute = std::filesystem::absolute(path, error);
