@@ -338,7 +338,7 @@ int Rewriter::decimals() const {
   if (options_.tolerance <= 0 || !(scale > 0) || !std::isfinite(step)) {
     return 9;
   }
-  return std::clamp(static_cast<int>(std::ceil(-std::log10(step))), 0, 9);
+  return static_cast<int>(std::clamp(std::ceil(-std::log10(step)), 0.0, 9.0));
 }
 
 void Rewriter::path(const Instruction& in) {

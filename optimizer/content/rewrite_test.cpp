@@ -99,6 +99,8 @@ TEST(Rewrite, roundsPathsToTheTolerance) {
          {"sizes of rectangles", "1.23456 2 3.45678 0.12345 re f", "1.23 2 3.457 .123 re\nf"},
          {"enlarged", "100 0 0 100 0 0 cm 1.2345678 2 m 3 4 l S", "100 0 0 100 0 0 cm\n1.2346 2 m\n3 4 l\nS"},
          {"reduced", ".01 0 0 .01 0 0 cm 123.456 2 m 3 4 l S", ".01 0 0 .01 0 0 cm\n123 2 m\n3 4 l\nS"},
+         {"enlarged beyond all numbers", std::string(200, '9') + " 0 0 " + std::string(200, '9') + " 0 0 cm 1.23456 2 m S",
+          std::string(200, '9') + " 0 0 " + std::string(200, '9') + " 0 0 cm\n1.23456 2 m\nS"},
          {"text is exact", "BT 1 0 0 1 1.234567 2 Tm [(a)1.23456(b)]TJ ET", "BT\n1 0 0 1 1.234567 2 Tm[(a)1.23456(b)]TJ\nET"},
          {"an unknown matrix", "Q 1.23456 2 m 3 4 l S", "Q\n1.23456 2 m\n3 4 l\nS"}},
         options);
