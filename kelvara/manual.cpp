@@ -1,3 +1,4 @@
+#include <cctype>
 #include <ostream>
 #include <string_view>
 
@@ -24,9 +25,15 @@ std::string escaped(std::string_view text) {
   return roff;
 }
 
-std::string title(const char* program, const char* summary) {
-  return std::string(".TH ") + program +
-         " 1 \"\" \"Kelvara " KELVARA_VERSION "\" \"User Commands\"\n.SH NAME\n" + program + " \\- " +
+// The day on which the wording of the pages changed last.
+constexpr const char* pageDate = "2026-11-21";
+
+// No hyphenation and no justification: names of options and keys stay in one piece.
+std::string title(const std::string& program, const char* summary) {
+  std::string name;
+  for (const char letter : program) name += static_cast<char>(std::toupper(letter));
+  return ".TH " + name + " 1 \"" + pageDate +
+         "\" \"Kelvara " KELVARA_VERSION "\" \"User Commands\"\n.nh\n.ad l\n.SH NAME\n" + program + " \\- " +
          escaped(summary) + "\n";
 }
 
