@@ -5,12 +5,14 @@
 #include FT_OUTLINE_H
 
 #include <cstdlib>
+#include <vector>
 
 namespace optimizer::font {
 
 namespace {
 
 constexpr FT_Pos kTolerance = 16;  // of 64 parts of a font unit
+constexpr int kMostToReorder = 64;
 
 class Library {
  public:
@@ -60,17 +62,37 @@ class Face {
   FT_Face face_ = nullptr;
 };
 
+// The points of contour a of p are those of contour b of q.
+bool sameContour(const FT_Outline& p, int a, const FT_Outline& q, int b) {
+  const auto first = [](const FT_Outline& outline, int contour) {
+    return contour == 0 ? 0 : outline.contours[contour - 1] + 1;
+  };
+  const int start = first(p, a), other = first(q, b), count = p.contours[a] + 1 - start;
+  if (q.contours[b] + 1 - other != count) return false;
+  for (int i = 0; i < count; ++i) {
+    const FT_Vector &left = p.points[start + i], &right = q.points[other + i];
+    if ((p.tags[start + i] & 3) != (q.tags[other + i] & 3)) return false;
+    if (std::labs(left.x - right.x) > kTolerance || std::labs(left.y - right.y) > kTolerance) return false;
+  }
+  return true;
+}
+
+// The contours of an accented character may come in another order; what they fill is the same.
 bool sameOutline(FT_GlyphSlot a, FT_GlyphSlot b) {
   if (std::labs(a->linearHoriAdvance - b->linearHoriAdvance) > 65536 / 4) return false;
   const FT_Outline &p = a->outline, &q = b->outline;
   if (p.n_points != q.n_points || p.n_contours != q.n_contours) return false;
+  std::vector<bool> taken(static_cast<std::size_t>(p.n_contours));
   for (int i = 0; i < p.n_contours; ++i) {
-    if (p.contours[i] != q.contours[i]) return false;
-  }
-  for (int i = 0; i < p.n_points; ++i) {
-    if ((p.tags[i] & 3) != (q.tags[i] & 3)) return false;
-    if (std::labs(p.points[i].x - q.points[i].x) > kTolerance) return false;
-    if (std::labs(p.points[i].y - q.points[i].y) > kTolerance) return false;
+    int match = i;
+    if (taken[static_cast<std::size_t>(i)] || !sameContour(p, i, q, i)) {
+      if (p.n_contours > kMostToReorder) return false;
+      for (match = 0; match < p.n_contours; ++match) {
+        if (!taken[static_cast<std::size_t>(match)] && sameContour(p, i, q, match)) break;
+      }
+      if (match == p.n_contours) return false;
+    }
+    taken[static_cast<std::size_t>(match)] = true;
   }
   return true;
 }

@@ -4,8 +4,8 @@
 //   hmtx                advance and left side bearing per glyph; a tail of glyphs may share the last advance
 //   cvt, fpgm, prep     the hints' shared programs
 //   cmap, post          codes and names to glyphs, in simple fonts only
-// Everything else is for typesetting, which a PDF has behind it. Of a variable font viewers show the default instance,
-// which is what glyf holds.
+// Everything else is for typesetting, which a PDF has behind it. Of a variable font viewers show the default
+// instance, which is what glyf holds.
 #include "optimizer/font/truetype.h"
 
 #include <algorithm>
@@ -22,37 +22,270 @@ namespace {
 
 // Standard names of the post table, in the order of the Macintosh glyph set (5.2.9).
 constexpr std::array<std::string_view, 258> kMacNames = {
-    ".notdef", ".null", "nonmarkingreturn", "space", "exclam", "quotedbl", "numbersign", "dollar", "percent",
-    "ampersand", "quotesingle", "parenleft", "parenright", "asterisk", "plus", "comma", "hyphen", "period",
-    "slash", "zero", "one", "two", "three", "four", "five", "six", "seven", "eight", "nine", "colon",
-    "semicolon", "less", "equal", "greater", "question", "at", "A", "B", "C", "D", "E", "F", "G", "H", "I",
-    "J", "K", "L", "M", "N", "O", "P", "Q", "R", "S", "T", "U", "V", "W", "X", "Y", "Z", "bracketleft",
-    "backslash", "bracketright", "asciicircum", "underscore", "grave", "a", "b", "c", "d", "e", "f", "g",
-    "h", "i", "j", "k", "l", "m", "n", "o", "p", "q", "r", "s", "t", "u", "v", "w", "x", "y", "z",
-    "braceleft", "bar", "braceright", "asciitilde", "Adieresis", "Aring", "Ccedilla", "Eacute", "Ntilde",
-    "Odieresis", "Udieresis", "aacute", "agrave", "acircumflex", "adieresis", "atilde", "aring", "ccedilla",
-    "eacute", "egrave", "ecircumflex", "edieresis", "iacute", "igrave", "icircumflex", "idieresis", "ntilde",
-    "oacute", "ograve", "ocircumflex", "odieresis", "otilde", "uacute", "ugrave", "ucircumflex", "udieresis",
-    "dagger", "degree", "cent", "sterling", "section", "bullet", "paragraph", "germandbls", "registered",
-    "copyright", "trademark", "acute", "dieresis", "notequal", "AE", "Oslash", "infinity", "plusminus",
-    "lessequal", "greaterequal", "yen", "mu", "partialdiff", "summation", "product", "pi", "integral",
-    "ordfeminine", "ordmasculine", "Omega", "ae", "oslash", "questiondown", "exclamdown", "logicalnot",
-    "radical", "florin", "approxequal", "Delta", "guillemotleft", "guillemotright", "ellipsis",
-    "nonbreakingspace", "Agrave", "Atilde", "Otilde", "OE", "oe", "endash", "emdash", "quotedblleft",
-    "quotedblright", "quoteleft", "quoteright", "divide", "lozenge", "ydieresis", "Ydieresis", "fraction",
-    "currency", "guilsinglleft", "guilsinglright", "fi", "fl", "daggerdbl", "periodcentered",
-    "quotesinglbase", "quotedblbase", "perthousand", "Acircumflex", "Ecircumflex", "Aacute", "Edieresis",
-    "Egrave", "Iacute", "Icircumflex", "Idieresis", "Igrave", "Oacute", "Ocircumflex", "apple", "Ograve",
-    "Uacute", "Ucircumflex", "Ugrave", "dotlessi", "circumflex", "tilde", "macron", "breve", "dotaccent",
-    "ring", "cedilla", "hungarumlaut", "ogonek", "caron", "Lslash", "lslash", "Scaron", "scaron", "Zcaron",
-    "zcaron", "brokenbar", "Eth", "eth", "Yacute", "yacute", "Thorn", "thorn", "minus", "multiply",
-    "onesuperior", "twosuperior", "threesuperior", "onehalf", "onequarter", "threequarters", "franc",
-    "Gbreve", "gbreve", "Idotaccent", "Scedilla", "scedilla", "Cacute", "cacute", "Ccaron", "ccaron",
+    ".notdef",
+    ".null",
+    "nonmarkingreturn",
+    "space",
+    "exclam",
+    "quotedbl",
+    "numbersign",
+    "dollar",
+    "percent",
+    "ampersand",
+    "quotesingle",
+    "parenleft",
+    "parenright",
+    "asterisk",
+    "plus",
+    "comma",
+    "hyphen",
+    "period",
+    "slash",
+    "zero",
+    "one",
+    "two",
+    "three",
+    "four",
+    "five",
+    "six",
+    "seven",
+    "eight",
+    "nine",
+    "colon",
+    "semicolon",
+    "less",
+    "equal",
+    "greater",
+    "question",
+    "at",
+    "A",
+    "B",
+    "C",
+    "D",
+    "E",
+    "F",
+    "G",
+    "H",
+    "I",
+    "J",
+    "K",
+    "L",
+    "M",
+    "N",
+    "O",
+    "P",
+    "Q",
+    "R",
+    "S",
+    "T",
+    "U",
+    "V",
+    "W",
+    "X",
+    "Y",
+    "Z",
+    "bracketleft",
+    "backslash",
+    "bracketright",
+    "asciicircum",
+    "underscore",
+    "grave",
+    "a",
+    "b",
+    "c",
+    "d",
+    "e",
+    "f",
+    "g",
+    "h",
+    "i",
+    "j",
+    "k",
+    "l",
+    "m",
+    "n",
+    "o",
+    "p",
+    "q",
+    "r",
+    "s",
+    "t",
+    "u",
+    "v",
+    "w",
+    "x",
+    "y",
+    "z",
+    "braceleft",
+    "bar",
+    "braceright",
+    "asciitilde",
+    "Adieresis",
+    "Aring",
+    "Ccedilla",
+    "Eacute",
+    "Ntilde",
+    "Odieresis",
+    "Udieresis",
+    "aacute",
+    "agrave",
+    "acircumflex",
+    "adieresis",
+    "atilde",
+    "aring",
+    "ccedilla",
+    "eacute",
+    "egrave",
+    "ecircumflex",
+    "edieresis",
+    "iacute",
+    "igrave",
+    "icircumflex",
+    "idieresis",
+    "ntilde",
+    "oacute",
+    "ograve",
+    "ocircumflex",
+    "odieresis",
+    "otilde",
+    "uacute",
+    "ugrave",
+    "ucircumflex",
+    "udieresis",
+    "dagger",
+    "degree",
+    "cent",
+    "sterling",
+    "section",
+    "bullet",
+    "paragraph",
+    "germandbls",
+    "registered",
+    "copyright",
+    "trademark",
+    "acute",
+    "dieresis",
+    "notequal",
+    "AE",
+    "Oslash",
+    "infinity",
+    "plusminus",
+    "lessequal",
+    "greaterequal",
+    "yen",
+    "mu",
+    "partialdiff",
+    "summation",
+    "product",
+    "pi",
+    "integral",
+    "ordfeminine",
+    "ordmasculine",
+    "Omega",
+    "ae",
+    "oslash",
+    "questiondown",
+    "exclamdown",
+    "logicalnot",
+    "radical",
+    "florin",
+    "approxequal",
+    "Delta",
+    "guillemotleft",
+    "guillemotright",
+    "ellipsis",
+    "nonbreakingspace",
+    "Agrave",
+    "Atilde",
+    "Otilde",
+    "OE",
+    "oe",
+    "endash",
+    "emdash",
+    "quotedblleft",
+    "quotedblright",
+    "quoteleft",
+    "quoteright",
+    "divide",
+    "lozenge",
+    "ydieresis",
+    "Ydieresis",
+    "fraction",
+    "currency",
+    "guilsinglleft",
+    "guilsinglright",
+    "fi",
+    "fl",
+    "daggerdbl",
+    "periodcentered",
+    "quotesinglbase",
+    "quotedblbase",
+    "perthousand",
+    "Acircumflex",
+    "Ecircumflex",
+    "Aacute",
+    "Edieresis",
+    "Egrave",
+    "Iacute",
+    "Icircumflex",
+    "Idieresis",
+    "Igrave",
+    "Oacute",
+    "Ocircumflex",
+    "apple",
+    "Ograve",
+    "Uacute",
+    "Ucircumflex",
+    "Ugrave",
+    "dotlessi",
+    "circumflex",
+    "tilde",
+    "macron",
+    "breve",
+    "dotaccent",
+    "ring",
+    "cedilla",
+    "hungarumlaut",
+    "ogonek",
+    "caron",
+    "Lslash",
+    "lslash",
+    "Scaron",
+    "scaron",
+    "Zcaron",
+    "zcaron",
+    "brokenbar",
+    "Eth",
+    "eth",
+    "Yacute",
+    "yacute",
+    "Thorn",
+    "thorn",
+    "minus",
+    "multiply",
+    "onesuperior",
+    "twosuperior",
+    "threesuperior",
+    "onehalf",
+    "onequarter",
+    "threequarters",
+    "franc",
+    "Gbreve",
+    "gbreve",
+    "Idotaccent",
+    "Scedilla",
+    "scedilla",
+    "Cacute",
+    "cacute",
+    "Ccaron",
+    "ccaron",
     "dcroat",
 };
 
 Error damaged(const char* what) { return Error{ErrorKind::damaged, std::string("TrueType: ") + what}; }
-Error unsupported(const char* what) { return Error{ErrorKind::unsupported, std::string("TrueType: ") + what}; }
+Error unsupported(const char* what) {
+  return Error{ErrorKind::unsupported, std::string("TrueType: ") + what};
+}
 
 ByteView tableOf(const SfntTables& tables, const char* tag) {
   const auto found = tables.find(tag);
@@ -113,7 +346,8 @@ void readNames(ByteView post, TrueTypeFont& font) {
     if (index < kMacNames.size()) {
       font.names.emplace_back(kMacNames[index]);
     } else {
-      font.names.push_back(index - kMacNames.size() < own.size() ? own[index - kMacNames.size()] : std::string());
+      font.names.push_back(index - kMacNames.size() < own.size() ? own[index - kMacNames.size()]
+                                                                 : std::string());
     }
   }
 }
@@ -163,14 +397,15 @@ Result<TrueTypeFont> readTrueType(ByteView data) {
   Result<SfntTables> parsed = readSfnt(data);
   OPTIMIZER_TRY(parsed);
   const SfntTables& tables = *parsed;
-  for (const char* tag : {"sbix", "CBDT", "COLR", "SVG ", "EBDT", "CFF ", "CFF2"}) {
-    if (tables.count(tag) != 0) return unsupported("colours, bitmaps or foreign outlines");
+  for (const char* tag : {"sbix", "CBDT", "COLR", "SVG ", "CFF ", "CFF2"}) {
+    if (tables.count(tag) != 0) return unsupported("colours or foreign outlines");
   }
   TrueTypeFont font;
   font.head = tableOf(tables, "head");
   font.hhea = tableOf(tables, "hhea");
   font.maxp = tableOf(tables, "maxp");
-  if (font.head.size() < 54 || font.hhea.size() < 36 || font.maxp.size() < 6) return damaged("a table is missing");
+  if (font.head.size() < 54 || font.hhea.size() < 36 || font.maxp.size() < 6)
+    return damaged("a table is missing");
   if (tableOf(tables, "loca").empty() || tables.count("glyf") == 0 || tables.count("hmtx") == 0) {
     return damaged("a table is missing");
   }
@@ -182,6 +417,11 @@ Result<TrueTypeFont> readTrueType(ByteView data) {
   const std::size_t count = counts.u16();
   if (count == 0) return damaged("no glyphs");
   OPTIMIZER_TRY(readGlyphs(tables, count, font));
+  // Bitmaps for small sizes on screen stand beside the outlines, which are what a PDF's viewers draw.
+  const auto drawn = [](const TrueTypeGlyph& glyph) { return !glyph.data.empty(); };
+  if (tables.count("EBDT") != 0 && std::none_of(font.glyphs.begin(), font.glyphs.end(), drawn)) {
+    return unsupported("nothing but bitmaps");
+  }
   readMetrics(tables, font);
   const ByteView cmap = tableOf(tables, "cmap");
   if (!cmap.empty()) {
@@ -208,7 +448,8 @@ Status addComponents(const TrueTypeFont& font, std::set<std::uint16_t>& glyphs) 
   return {};
 }
 
-Result<Bytes> writeTrueType(const TrueTypeFont& font, std::set<std::uint16_t> glyphs, const TrueTypeOutput& output) {
+Result<Bytes> writeTrueType(const TrueTypeFont& font, std::set<std::uint16_t> glyphs,
+                            const TrueTypeOutput& output) {
   glyphs.insert(0);
   std::erase_if(glyphs, [&](std::uint16_t g) { return g >= font.glyphs.size(); });
   OPTIMIZER_TRY(addComponents(font, glyphs));

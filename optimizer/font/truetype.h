@@ -30,7 +30,7 @@ struct TrueTypeFont {
   std::vector<std::string> names;            // of the post table, by glyph index; empty where it has none
 };
 
-// Errors: damaged; unsupported (colour or bitmap glyphs, outlines that are not TrueType's).
+// Errors: damaged; unsupported (colour glyphs, bitmaps alone, outlines that are not TrueType's).
 Result<TrueTypeFont> readTrueType(ByteView data);
 
 // Adds the glyphs that composite ones are made of. Error: damaged (a composite is cut off).

@@ -1,13 +1,15 @@
 """One small PDF per kind of font dictionary, program and encoding, made of fonts from Debian packages.
 
 Each case is a function that gives a pikepdf document and what its program should become: 'smaller' where unused glyphs must go,
-'kept' where the program must stay byte for byte."""
+'CFF' where every glyph is used and the program must become bare CFF, 'kept' where the program must stay byte for byte."""
 import io
 import pathlib
 import struct
 
 import pikepdf
 from pikepdf import Array, Dictionary, Name, Stream
+
+import made_fonts
 
 TYPE1 = pathlib.Path('/usr/share/fonts/type1/urw-base35')
 TYPE1_FALLBACK = pathlib.Path('/usr/share/fonts/X11/Type1')
@@ -139,6 +141,15 @@ def mm_type1_instance():
     return type1('MMType1', Encoding=Name.WinAnsiEncoding)
 
 
+@case('CFF')
+def type1_with_accents_and_broken_widths():
+    pdf = pikepdf.new()
+    data, lengths = made_fonts.type1()
+    fd = descriptor(pdf, 'FontFile', data, 4, Length1=lengths[0], Length2=lengths[1], Length3=lengths[2])
+    return page(pdf, simple(pdf, 'Type1', fd, 97, [524.6, 524.6], Encoding=Dictionary(Differences=[97, Name.a, Name.aacute])),
+                b'(abbaabba) Tj')
+
+
 def truetype(flags, content, **entries):
     pdf = pikepdf.new()
     data = TRUETYPE.read_bytes()
@@ -179,6 +190,15 @@ def truetype_with_a_cmap_of_platform_0():
     assert platforms == sorted(platforms) and platforms[0] == 0
     data[at + 2:at + 4] = struct.pack('>H', platforms.count(0))
     stream.write(bytes(data))
+    return pdf
+
+
+@case('smaller')
+def truetype_with_bitmaps_beside_its_outlines():
+    pdf = truetype(32, b'(Hamburg) Tj', Encoding=Name.WinAnsiEncoding)
+    stream = pdf.pages[0].Resources.Font.F1.FontDescriptor.FontFile2
+    data = made_fonts.with_table(stream.read_bytes(), b'EBDT', struct.pack('>I', 0x20000))
+    stream.write(made_fonts.with_table(data, b'EBLC', struct.pack('>II', 0x20000, 0)))
     return pdf
 
 

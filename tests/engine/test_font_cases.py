@@ -59,6 +59,8 @@ def test_case(name, tmp_path):
         old_programs, new_programs = font_cases.programs(old), font_cases.programs(new)
     if expected == 'smaller':
         assert len(new_programs) == 1 and len(new_programs[0]) < len(old_programs[0]) / 4
+    elif expected == 'CFF':
+        assert len(new_programs) == 1 and new_programs[0].startswith(b'\1\0\4') and len(new_programs[0]) < len(old_programs[0])
     elif expected == 'kept':
         assert new_programs == old_programs
     else:
