@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "optimizer/base/pool.h"
+#include "optimizer/document/device_colors.h"
 #include "optimizer/document/document.h"
 #include "optimizer/document/promises.h"
 #include "optimizer/document/stream_data.h"
@@ -72,6 +73,9 @@ class ImagesPass : public Pass {
   Result<PassOutcome> process(PassContext& context) override {
     return withoutExceptions("images", [&]() -> Result<PassOutcome> {
       claimsPdfA_ = promisesOf(context.document).pdfAPart != 0;
+      const DeviceColors device = deviceColorsOf(context.document);
+      // PDF/A has no device colours without an output intent, and a default space gives them another meaning.
+      deviceColors_ = !device.gray.present && !device.rgb.present && (!claimsPdfA_ || device.outputIntent);
       collect(context);
       work(context);
       if (changed_ == 0) return PassOutcome::unchanged;
@@ -93,6 +97,7 @@ class ImagesPass : public Pass {
   std::vector<Entry> entries_;
   std::map<QPDFObjGen, std::size_t> byObject_;
   bool claimsPdfA_ = false;
+  bool deviceColors_ = true;  // a device space may take the place of one that looks the same
   std::size_t changed_ = 0;
   long long saved_ = 0;
 };
@@ -230,7 +235,7 @@ void ImagesPass::work(PassContext& context) {
       task.job.losslessOnly = task.job.losslessOnly || entry.fixed;
     }
     if (task.job.dpiX <= 0 || task.job.dpiY <= 0) task.job.losslessOnly = true;
-    task.job.deviceColors = looksLikeDevice(task.job.source.color);
+    task.job.deviceColors = deviceColors_ && looksLikeDevice(task.job.source.color);
     QPDFObjectHandle mask = first.object.getDict().getKey("/SMask");
     if (mask.isStream() && !task.job.losslessOnly) {
       Result<ImageSource> soft = readImageSource(mask);

@@ -12,6 +12,7 @@ std::unique_ptr<Pass> makeContentPass();
 std::unique_ptr<Pass> makeConvertFontsPass();
 std::unique_ptr<Pass> makeImagesPass();
 std::unique_ptr<Pass> makeMergeFontsPass();
+std::unique_ptr<Pass> makeProfilesPass();
 std::unique_ptr<Pass> makeRedundantPass();
 std::unique_ptr<Pass> makeRemoveImagesPass();
 std::unique_ptr<Pass> makeResourcesPass();

@@ -11,6 +11,7 @@ bool convertsToCff(const Settings& settings) { return settings.convertToCff; }
 bool removesStandardFonts(const Settings& settings) { return settings.removeStandardFonts; }
 bool mergesFonts(const Settings& settings) { return settings.mergeEmbeddedFonts; }
 bool optimizesResources(const Settings& settings) { return settings.optimizeResources; }
+bool reducesColors(const Settings& settings) { return settings.reduceColorComplexity; }
 bool subsetsFonts(const Settings& settings) { return settings.subsetFonts; }
 constexpr std::uint32_t kFlatten = flattenFormFields | flattenLinks | flattenOtherAnnotations;
 bool flattens(const Settings& settings) { return (settings.strip & kFlatten) != 0; }
@@ -19,8 +20,8 @@ bool removesImages(const Settings& settings) { return settings.removeImages; }
 bool removesRedundant(const Settings& settings) { return settings.removeRedundantObjects; }
 
 // Order matters. Flattening is first, because it makes page content of annotations, which every later pass should see.
-// What a setting removes goes next, so that no later pass works on it or keeps something alive for it. Equal
-// objects become one before images and fonts, so that nothing is worked on twice, and again at the end, when everything
+// What a setting removes goes next, so that no later pass works on it or keeps something alive for it. Colour
+// profiles that say nothing go, too. Equal objects become one before images and fonts, so that nothing is worked on twice, and again at the end, when everything
 // else is final. Images and fonts come next, on content as it was drawn; then content and resources, which see the final
 // images and fonts. Streams are coded last, once.
 constexpr PassEntry kPasses[] = {
@@ -28,6 +29,7 @@ constexpr PassEntry kPasses[] = {
      makeFlattenPass},
     {"strip", "Removes the parts of the document that the strip bits name.", strips, makeStripPass},
     {"remove images", "Makes every image disappear.", removesImages, makeRemoveImagesPass},
+    {"profiles", "Lets device colour spaces stand for profiles that say the same.", reducesColors, makeProfilesPass},
     {"redundant", "Lets one of equal objects stand for all.", removesRedundant, makeRedundantPass},
     {"fonts-standard", "Takes out embedded copies of the standard fonts.", removesStandardFonts, makeStandardFontsPass},
     {"fonts-convert", "Converts Type 1 font programs to CFF.", convertsToCff, makeConvertFontsPass},
