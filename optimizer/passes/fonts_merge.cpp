@@ -194,11 +194,12 @@ void apply(Group& group, Union& merged, Document& document) {
 class MergeFontsPass : public Pass {
  public:
   std::string_view name() const override { return "fonts-merge"; }
+  bool keepsUsage() const override { return true; }
 
   Result<PassOutcome> process(PassContext& context) override {
     return withoutExceptions("fonts-merge", [&]() -> Result<PassOutcome> {
       std::vector<FontProgram> programs = fontPrograms(context.document);
-      std::vector<Group> groups = candidates(programs, context.document);
+      std::vector<Group> groups = candidates(programs, context);
       context.pool.parallelFor(groups.size(), [&](std::size_t i) {
         try {
           groups[i].kind == ProgramKind::cff ? mergeCff(groups[i]) : mergeTrueType(groups[i]);
@@ -220,7 +221,7 @@ class MergeFontsPass : public Pass {
   }
 
  private:
-  static std::vector<Group> candidates(std::vector<FontProgram>& programs, Document& document) {
+  static std::vector<Group> candidates(std::vector<FontProgram>& programs, PassContext& context) {
     std::map<std::pair<ProgramKind, std::string>, std::vector<FontProgram*>> byName;
     for (FontProgram& program : programs) {
       if (!program.usersKnown || program.users.empty()) continue;
@@ -228,7 +229,6 @@ class MergeFontsPass : public Pass {
       const std::string name = plainName(program);
       if (!name.empty()) byName[{program.kind, name}].push_back(&program);
     }
-    std::optional<DocumentUsage> usage;
     std::vector<Group> groups;
     for (const auto& [key, list] : byName) {
       if (list.size() < 2) continue;
@@ -241,9 +241,9 @@ class MergeFontsPass : public Pass {
         bool known = true;
         for (const FontUser& user : program->users) (user.composite() ? member.composite : member.simple) = true;
         if (group.kind == ProgramKind::trueType) {
-          if (!usage) usage = analyzeUsage(document);
+          const DocumentUsage& usage = usageOf(context);
           for (const FontUser& user : program->users) {
-            std::optional<font::ShownCodes> shown = shownCodes(user, *usage);
+            std::optional<font::ShownCodes> shown = shownCodes(user, usage);
             known = known && shown;
             if (shown) member.users.push_back(std::move(*shown));
           }

@@ -65,10 +65,11 @@ std::string_view standardOf(const FontProgram& program, const DocumentUsage& usa
 class StandardFontsPass : public Pass {
  public:
   std::string_view name() const override { return "fonts-standard"; }
+  bool keepsUsage() const override { return true; }
 
   Result<PassOutcome> process(PassContext& context) override {
     return withoutExceptions("fonts-standard", [&]() -> Result<PassOutcome> {
-      const DocumentUsage usage = analyzeUsage(context.document);
+      const DocumentUsage& usage = usageOf(context);
       if (!usage.complete) return PassOutcome::unchanged;
       std::size_t removed = 0;
       for (FontProgram& program : fontPrograms(context.document)) {

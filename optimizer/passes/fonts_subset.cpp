@@ -127,10 +127,11 @@ void apply(Job& job, Document& document) {
 class SubsetFontsPass : public Pass {
  public:
   std::string_view name() const override { return "fonts-subset"; }
+  bool keepsUsage() const override { return true; }
 
   Result<PassOutcome> process(PassContext& context) override {
     return withoutExceptions("fonts-subset", [&]() -> Result<PassOutcome> {
-      const DocumentUsage usage = analyzeUsage(context.document);
+      const DocumentUsage& usage = usageOf(context);
       if (!usage.complete) return PassOutcome::unchanged;
       std::vector<FontProgram> programs = fontPrograms(context.document);
       std::vector<Job> jobs;

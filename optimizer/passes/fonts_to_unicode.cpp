@@ -92,10 +92,11 @@ bool trim(Use& use) {
 class ToUnicodePass : public Pass {
  public:
   std::string_view name() const override { return "fonts-to-unicode"; }
+  bool keepsUsage() const override { return true; }
 
   Result<PassOutcome> process(PassContext& context) override {
     return withoutExceptions("fonts-to-unicode", [&]() -> Result<PassOutcome> {
-      const DocumentUsage usage = analyzeUsage(context.document);
+      const DocumentUsage& usage = usageOf(context);
       if (!usage.complete) return PassOutcome::unchanged;
       std::size_t trimmed = 0;
       for (auto& [id, use] : collect(context.document, usage)) trimmed += trim(use) ? 1 : 0;

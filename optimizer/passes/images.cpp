@@ -141,7 +141,7 @@ void ImagesPass::placeMask(QPDFObjectHandle picture, const char* key, ImageRole 
 }
 
 void ImagesPass::collect(PassContext& context) {
-  const DocumentUsage usage = analyzeUsage(context.document);
+  const DocumentUsage& usage = usageOf(context);
   for (QPDFObjectHandle& object : context.document.pdf().getAllObjects()) {
     if (!isImage(object) || !byObject_.try_emplace(object.getObjGen(), entries_.size()).second) continue;
     Entry entry;

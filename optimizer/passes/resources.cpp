@@ -59,7 +59,7 @@ class ResourcesPass : public Pass {
 };
 
 PassOutcome ResourcesPass::run(PassContext& context) {
-  const DocumentUsage usage = analyzeUsage(context.document);
+  const DocumentUsage& usage = usageOf(context);
   if (usage.complete) {
     collect(context, usage);
     prune();

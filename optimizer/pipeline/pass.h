@@ -13,6 +13,7 @@ namespace optimizer {
 class Document;
 class Report;
 class WorkerPool;
+struct DocumentUsage;
 struct Settings;
 
 // What a pass may use. Passes run one after another on one thread; work inside a pass goes to the pool.
@@ -21,7 +22,12 @@ struct PassContext {
   const Settings& settings;
   WorkerPool& pool;
   Report& report;
+  // What content uses, as the last pass that asked found it; the runner drops it when a pass changes that.
+  std::shared_ptr<const DocumentUsage> usage = nullptr;
 };
+
+// The usage of the document as it is now, analysed at most once between changes. May throw what qpdf throws.
+const DocumentUsage& usageOf(PassContext& context);
 
 enum class PassOutcome { unchanged, changed };
 
@@ -29,6 +35,8 @@ class Pass {
  public:
   virtual ~Pass() = default;
   virtual std::string_view name() const = 0;
+  // True for a pass that changes neither content, images nor resources nor the objects' numbers.
+  virtual bool keepsUsage() const { return false; }
   virtual Result<PassOutcome> process(PassContext& context) = 0;
 };
 

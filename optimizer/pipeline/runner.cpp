@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "optimizer/document/document.h"
+#include "optimizer/document/usage.h"
 #include "optimizer/document/verify.h"
 #include "optimizer/pipeline/registry.h"
 #include "optimizer/pipeline/report.h"
@@ -18,6 +19,11 @@ constexpr bool kValidate = true;
 
 }  // namespace
 
+const DocumentUsage& usageOf(PassContext& context) {
+  if (!context.usage) context.usage = std::make_shared<const DocumentUsage>(analyzeUsage(context.document));
+  return *context.usage;
+}
+
 Status runPasses(PassContext& context, const PassTrace& trace) {
   for (const PassEntry& entry : passRegistry()) {
     if (!entry.wanted(context.settings)) continue;
@@ -28,6 +34,7 @@ Status runPasses(PassContext& context, const PassTrace& trace) {
         std::string("Pass ") + entry.name, [&]() -> Result<PassOutcome> { return pass->process(context); });
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
     if (!outcome.ok()) return outcome.error();
+    if (*outcome == PassOutcome::changed && !pass->keepsUsage()) context.usage.reset();
     context.report.end(*outcome == PassOutcome::changed, seconds.count());
     if (trace) trace(entry.name, *outcome, seconds.count());
     if (kValidate && *outcome == PassOutcome::changed) {
