@@ -21,266 +21,37 @@ namespace optimizer::font {
 namespace {
 
 // Standard names of the post table, in the order of the Macintosh glyph set (5.2.9).
+// clang-format off
 constexpr std::array<std::string_view, 258> kMacNames = {
-    ".notdef",
-    ".null",
-    "nonmarkingreturn",
-    "space",
-    "exclam",
-    "quotedbl",
-    "numbersign",
-    "dollar",
-    "percent",
-    "ampersand",
-    "quotesingle",
-    "parenleft",
-    "parenright",
-    "asterisk",
-    "plus",
-    "comma",
-    "hyphen",
-    "period",
-    "slash",
-    "zero",
-    "one",
-    "two",
-    "three",
-    "four",
-    "five",
-    "six",
-    "seven",
-    "eight",
-    "nine",
-    "colon",
-    "semicolon",
-    "less",
-    "equal",
-    "greater",
-    "question",
-    "at",
-    "A",
-    "B",
-    "C",
-    "D",
-    "E",
-    "F",
-    "G",
-    "H",
-    "I",
-    "J",
-    "K",
-    "L",
-    "M",
-    "N",
-    "O",
-    "P",
-    "Q",
-    "R",
-    "S",
-    "T",
-    "U",
-    "V",
-    "W",
-    "X",
-    "Y",
-    "Z",
-    "bracketleft",
-    "backslash",
-    "bracketright",
-    "asciicircum",
-    "underscore",
-    "grave",
-    "a",
-    "b",
-    "c",
-    "d",
-    "e",
-    "f",
-    "g",
-    "h",
-    "i",
-    "j",
-    "k",
-    "l",
-    "m",
-    "n",
-    "o",
-    "p",
-    "q",
-    "r",
-    "s",
-    "t",
-    "u",
-    "v",
-    "w",
-    "x",
-    "y",
-    "z",
-    "braceleft",
-    "bar",
-    "braceright",
-    "asciitilde",
-    "Adieresis",
-    "Aring",
-    "Ccedilla",
-    "Eacute",
-    "Ntilde",
-    "Odieresis",
-    "Udieresis",
-    "aacute",
-    "agrave",
-    "acircumflex",
-    "adieresis",
-    "atilde",
-    "aring",
-    "ccedilla",
-    "eacute",
-    "egrave",
-    "ecircumflex",
-    "edieresis",
-    "iacute",
-    "igrave",
-    "icircumflex",
-    "idieresis",
-    "ntilde",
-    "oacute",
-    "ograve",
-    "ocircumflex",
-    "odieresis",
-    "otilde",
-    "uacute",
-    "ugrave",
-    "ucircumflex",
-    "udieresis",
-    "dagger",
-    "degree",
-    "cent",
-    "sterling",
-    "section",
-    "bullet",
-    "paragraph",
-    "germandbls",
-    "registered",
-    "copyright",
-    "trademark",
-    "acute",
-    "dieresis",
-    "notequal",
-    "AE",
-    "Oslash",
-    "infinity",
-    "plusminus",
-    "lessequal",
-    "greaterequal",
-    "yen",
-    "mu",
-    "partialdiff",
-    "summation",
-    "product",
-    "pi",
-    "integral",
-    "ordfeminine",
-    "ordmasculine",
-    "Omega",
-    "ae",
-    "oslash",
-    "questiondown",
-    "exclamdown",
-    "logicalnot",
-    "radical",
-    "florin",
-    "approxequal",
-    "Delta",
-    "guillemotleft",
-    "guillemotright",
-    "ellipsis",
-    "nonbreakingspace",
-    "Agrave",
-    "Atilde",
-    "Otilde",
-    "OE",
-    "oe",
-    "endash",
-    "emdash",
-    "quotedblleft",
-    "quotedblright",
-    "quoteleft",
-    "quoteright",
-    "divide",
-    "lozenge",
-    "ydieresis",
-    "Ydieresis",
-    "fraction",
-    "currency",
-    "guilsinglleft",
-    "guilsinglright",
-    "fi",
-    "fl",
-    "daggerdbl",
-    "periodcentered",
-    "quotesinglbase",
-    "quotedblbase",
-    "perthousand",
-    "Acircumflex",
-    "Ecircumflex",
-    "Aacute",
-    "Edieresis",
-    "Egrave",
-    "Iacute",
-    "Icircumflex",
-    "Idieresis",
-    "Igrave",
-    "Oacute",
-    "Ocircumflex",
-    "apple",
-    "Ograve",
-    "Uacute",
-    "Ucircumflex",
-    "Ugrave",
-    "dotlessi",
-    "circumflex",
-    "tilde",
-    "macron",
-    "breve",
-    "dotaccent",
-    "ring",
-    "cedilla",
-    "hungarumlaut",
-    "ogonek",
-    "caron",
-    "Lslash",
-    "lslash",
-    "Scaron",
-    "scaron",
-    "Zcaron",
-    "zcaron",
-    "brokenbar",
-    "Eth",
-    "eth",
-    "Yacute",
-    "yacute",
-    "Thorn",
-    "thorn",
-    "minus",
-    "multiply",
-    "onesuperior",
-    "twosuperior",
-    "threesuperior",
-    "onehalf",
-    "onequarter",
-    "threequarters",
-    "franc",
-    "Gbreve",
-    "gbreve",
-    "Idotaccent",
-    "Scedilla",
-    "scedilla",
-    "Cacute",
-    "cacute",
-    "Ccaron",
-    "ccaron",
+    ".notdef", ".null", "nonmarkingreturn", "space", "exclam", "quotedbl", "numbersign", "dollar", "percent",
+    "ampersand", "quotesingle", "parenleft", "parenright", "asterisk", "plus", "comma", "hyphen", "period",
+    "slash", "zero", "one", "two", "three", "four", "five", "six", "seven", "eight", "nine", "colon",
+    "semicolon", "less", "equal", "greater", "question", "at", "A", "B", "C", "D", "E", "F", "G", "H", "I",
+    "J", "K", "L", "M", "N", "O", "P", "Q", "R", "S", "T", "U", "V", "W", "X", "Y", "Z", "bracketleft",
+    "backslash", "bracketright", "asciicircum", "underscore", "grave", "a", "b", "c", "d", "e", "f", "g",
+    "h", "i", "j", "k", "l", "m", "n", "o", "p", "q", "r", "s", "t", "u", "v", "w", "x", "y", "z",
+    "braceleft", "bar", "braceright", "asciitilde", "Adieresis", "Aring", "Ccedilla", "Eacute", "Ntilde",
+    "Odieresis", "Udieresis", "aacute", "agrave", "acircumflex", "adieresis", "atilde", "aring", "ccedilla",
+    "eacute", "egrave", "ecircumflex", "edieresis", "iacute", "igrave", "icircumflex", "idieresis", "ntilde",
+    "oacute", "ograve", "ocircumflex", "odieresis", "otilde", "uacute", "ugrave", "ucircumflex", "udieresis",
+    "dagger", "degree", "cent", "sterling", "section", "bullet", "paragraph", "germandbls", "registered",
+    "copyright", "trademark", "acute", "dieresis", "notequal", "AE", "Oslash", "infinity", "plusminus",
+    "lessequal", "greaterequal", "yen", "mu", "partialdiff", "summation", "product", "pi", "integral",
+    "ordfeminine", "ordmasculine", "Omega", "ae", "oslash", "questiondown", "exclamdown", "logicalnot",
+    "radical", "florin", "approxequal", "Delta", "guillemotleft", "guillemotright", "ellipsis",
+    "nonbreakingspace", "Agrave", "Atilde", "Otilde", "OE", "oe", "endash", "emdash", "quotedblleft",
+    "quotedblright", "quoteleft", "quoteright", "divide", "lozenge", "ydieresis", "Ydieresis", "fraction",
+    "currency", "guilsinglleft", "guilsinglright", "fi", "fl", "daggerdbl", "periodcentered",
+    "quotesinglbase", "quotedblbase", "perthousand", "Acircumflex", "Ecircumflex", "Aacute", "Edieresis",
+    "Egrave", "Iacute", "Icircumflex", "Idieresis", "Igrave", "Oacute", "Ocircumflex", "apple", "Ograve",
+    "Uacute", "Ucircumflex", "Ugrave", "dotlessi", "circumflex", "tilde", "macron", "breve", "dotaccent",
+    "ring", "cedilla", "hungarumlaut", "ogonek", "caron", "Lslash", "lslash", "Scaron", "scaron", "Zcaron",
+    "zcaron", "brokenbar", "Eth", "eth", "Yacute", "yacute", "Thorn", "thorn", "minus", "multiply",
+    "onesuperior", "twosuperior", "threesuperior", "onehalf", "onequarter", "threequarters", "franc",
+    "Gbreve", "gbreve", "Idotaccent", "Scedilla", "scedilla", "Cacute", "cacute", "Ccaron", "ccaron",
     "dcroat",
 };
+// clang-format on
 
 Error damaged(const char* what) { return Error{ErrorKind::damaged, std::string("TrueType: ") + what}; }
 Error unsupported(const char* what) {
@@ -391,6 +162,21 @@ Status components(ByteView data, std::vector<std::uint16_t>& parts) {
   return {};
 }
 
+// A glyph's outline without its instructions; as it is where they cannot be found.
+Bytes withoutInstructions(ByteView data) {
+  Bytes whole(data.begin(), data.end());
+  Reader in(data);
+  const std::int16_t contours = in.i16();
+  if (contours < 0) return whole;
+  in.seek(10 + 2 * static_cast<std::size_t>(contours));
+  const std::size_t length = in.u16(), start = in.position();
+  if (!in.ok() || length > data.size() - start) return whole;
+  whole[start - 2] = whole[start - 1] = 0;
+  whole.erase(whole.begin() + static_cast<std::ptrdiff_t>(start),
+              whole.begin() + static_cast<std::ptrdiff_t>(start + length));
+  return whole;
+}
+
 }  // namespace
 
 Result<TrueTypeFont> readTrueType(ByteView data) {
@@ -450,17 +236,27 @@ Status addComponents(const TrueTypeFont& font, std::set<std::uint16_t>& glyphs) 
 
 Result<Bytes> writeTrueType(const TrueTypeFont& font, std::set<std::uint16_t> glyphs,
                             const TrueTypeOutput& output) {
+  const bool showsNotdef = glyphs.count(0) != 0;
   glyphs.insert(0);
   std::erase_if(glyphs, [&](std::uint16_t g) { return g >= font.glyphs.size(); });
   OPTIMIZER_TRY(addComponents(font, glyphs));
   std::erase_if(glyphs, [&](std::uint16_t g) { return g >= font.glyphs.size(); });
   const std::size_t count = std::size_t{*glyphs.rbegin()} + 1;
 
+  // Where only blanks are shown there is nothing to hint; .notdef is then the one outline left.
+  const bool hinted = std::any_of(glyphs.begin(), glyphs.end(), [&](std::uint16_t g) {
+    return (g != 0 || showsNotdef) && !font.glyphs[g].data.empty();
+  });
+
   Writer glyf;
   std::vector<std::size_t> offsets = {0};
   for (std::size_t g = 0; g < count; ++g) {
     if (glyphs.count(static_cast<std::uint16_t>(g)) != 0) {
-      glyf.bytes(font.glyphs[g].data);
+      if (hinted) {
+        glyf.bytes(font.glyphs[g].data);
+      } else {
+        glyf.bytes(withoutInstructions(font.glyphs[g].data));
+      }
       glyf.align(2);
     }
     offsets.push_back(glyf.size());
@@ -498,12 +294,15 @@ Result<Bytes> writeTrueType(const TrueTypeFont& font, std::set<std::uint16_t> gl
   tables["hmtx"] = hmtx.take();
   tables["head"] = copy(font.head);
   std::fill_n(tables["head"].begin() + 8, 4, std::uint8_t{0});
+  std::fill_n(tables["head"].begin() + 20, 16, std::uint8_t{0});  // when the font was made and changed
   patch16(tables["head"], 50, wide ? 1 : 0);
   tables["hhea"] = copy(font.hhea);
   patch16(tables["hhea"], 34, full);
   tables["maxp"] = copy(font.maxp);
   patch16(tables["maxp"], 4, count);
-  for (const auto& [tag, view] : font.programs) tables[tag] = copy(view);
+  if (hinted) {
+    for (const auto& [tag, view] : font.programs) tables[tag] = copy(view);
+  }
   if (output.cmap && !font.cmap.empty()) {
     std::vector<CmapSubtable> subtables = font.cmap;
     for (CmapSubtable& subtable : subtables) {

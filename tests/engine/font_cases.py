@@ -1,7 +1,8 @@
 """One small PDF per kind of font dictionary, program and encoding, made of fonts from Debian packages.
 
 Each case is a function that gives a pikepdf document and what its program should become: 'smaller' where unused glyphs must go,
-'CFF' where every glyph is used and the program must become bare CFF, 'kept' where the program must stay byte for byte."""
+'CFF' where every glyph is used and the program must become bare CFF,
+'unhinted' where the programs of its hints must go too, 'kept' where the program must stay byte for byte."""
 import io
 import pathlib
 import struct
@@ -200,6 +201,11 @@ def truetype_with_bitmaps_beside_its_outlines():
     data = made_fonts.with_table(stream.read_bytes(), b'EBDT', struct.pack('>I', 0x20000))
     stream.write(made_fonts.with_table(data, b'EBLC', struct.pack('>II', 0x20000, 0)))
     return pdf
+
+
+@case('unhinted')
+def truetype_with_nothing_but_blanks_shown():
+    return truetype(32, b'(   ) Tj ET 20 20 200 50 re f BT', Encoding=Name.WinAnsiEncoding)
 
 
 @case('kept')

@@ -61,6 +61,8 @@ def test_case(name, tmp_path):
         assert len(new_programs) == 1 and len(new_programs[0]) < len(old_programs[0]) / 4
     elif expected == 'CFF':
         assert len(new_programs) == 1 and new_programs[0].startswith(b'\1\0\4') and len(new_programs[0]) < len(old_programs[0])
+    elif expected == 'unhinted':
+        assert b'fpgm' in old_programs[0] and not any(tag in new_programs[0] for tag in (b'fpgm', b'prep', b'cvt '))
     elif expected == 'kept':
         assert new_programs == old_programs
     else:
