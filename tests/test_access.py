@@ -142,6 +142,24 @@ def test_a_hand_over_that_gives_no_scoped_bookmark_is_reported(world):
         run.assert_engine_untouched()
 
 
+def test_a_run_that_begins_while_another_takes_the_hand_over_has_access(world):
+    world.make_pdf("a.pdf")
+    world.make_pdf("b.pdf")
+    world.hand_over(world.documents)
+    # Wherever the first run is when the hand-over is seen to be gone, it stays there for a while.
+    first = subprocess.Popen(
+        [tool("strace"), "-f", "-qq", "-o", "/dev/null", "-e", "inject=rename,renameat2:delay_exit=1000000", *world.command("a.pdf")],
+        env=world.start_environment(), cwd=world.documents, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+    )  # fmt: skip
+    while HAND_OVER in world.read_suite():
+        assert first.poll() is None
+    run = world.kelv("b.pdf")
+    run.assert_clean_end()
+    assert run.text == []
+    assert first.communicate(timeout=60)[0] == b""
+    assert world.names() == ["a 2.pdf", "a.pdf", "b 2.pdf", "b.pdf"]
+
+
 # The stored bookmark.
 
 

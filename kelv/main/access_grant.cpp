@@ -23,18 +23,6 @@ void storeBookmark(platform::Services& services, BookmarkData data) {
   }
 }
 
-void useHandOver(FrontEnd& frontEnd, const std::string& path) {
-  platform::Services& services = frontEnd.services;
-  platform::Result<BookmarkData> bookmark = makeScopedBookmark(services.bookmarks, path);
-  if (!bookmark.ok()) {
-    services.process.print("ERROR: #34horu - " + bookmark.error().description());
-    return;
-  }
-  storeBookmark(services, std::move(*bookmark));
-  services.bookmarks.limitAccess(path);
-  collectInputFiles(frontEnd);
-}
-
 // Nothing when there is none or the user withdrew the access.
 std::optional<BookmarkData> storedBookmark(platform::Services& services) {
   const std::unique_ptr<platform::Preferences> sharedDefaults = openSharedDefaults(services.preferences);
@@ -71,7 +59,8 @@ void useStoredBookmark(FrontEnd& frontEnd) {
 
 }  // namespace
 
-std::optional<std::string> takeSharedURLFromMainApp(platform::Services& services) {
+std::optional<std::string> takeSharedURLFromMainApp(platform::Services& services,
+                                                    const std::function<void(const std::string&)>& store) {
   const std::unique_ptr<platform::Preferences> sharedDefaults = openSharedDefaults(services.preferences);
   if (!sharedDefaults) return std::nullopt;
   const std::optional<BookmarkData> handOver = pendingHandOver(*sharedDefaults);
@@ -83,7 +72,7 @@ std::optional<std::string> takeSharedURLFromMainApp(platform::Services& services
     platform::fatalError("a handed-over location cannot be resolved: " + location.error().description(),
                          "kelv/main", 196);
   }
-  const platform::Status cleared = clearHandOver(*sharedDefaults, *handOver);
+  const platform::Status cleared = clearHandOver(*sharedDefaults, *handOver, [&] { store(location->path); });
   if (!cleared.ok()) {
     services.process.log("The hand-over could not be cleared: " + cleared.error().description());
   }
@@ -91,10 +80,24 @@ std::optional<std::string> takeSharedURLFromMainApp(platform::Services& services
 }
 
 void grantFileAccess(FrontEnd& frontEnd) {
-  if (const std::optional<std::string> path = takeSharedURLFromMainApp(frontEnd.services)) {
-    useHandOver(frontEnd, *path);
-  } else {
+  platform::Services& services = frontEnd.services;
+  std::optional<platform::PlatformError> failure;
+  const auto store = [&](const std::string& path) {
+    platform::Result<BookmarkData> bookmark = makeScopedBookmark(services.bookmarks, path);
+    if (bookmark.ok()) {
+      storeBookmark(services, std::move(*bookmark));
+    } else {
+      failure = bookmark.error();
+    }
+  };
+  const std::optional<std::string> path = takeSharedURLFromMainApp(services, store);
+  if (!path) {
     useStoredBookmark(frontEnd);
+  } else if (failure) {
+    services.process.print("ERROR: #34horu - " + failure->description());
+  } else {
+    services.bookmarks.limitAccess(*path);
+    collectInputFiles(frontEnd);
   }
 }
 

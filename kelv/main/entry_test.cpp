@@ -93,8 +93,8 @@ TEST_F(Entry, PreferencesThatCannotBeWrittenCostOnlyTheNextRun) {
   fake_.preferences.writesFail = true;
   run({"--none"});
   EXPECT_THAT(fake_.process.logged,
-              ElementsAre(StartsWith("The hand-over could not be cleared: "),
-                          StartsWith("The access could not be stored for later runs: ")));
+              ElementsAre(StartsWith("The access could not be stored for later runs: "),
+                          StartsWith("The hand-over could not be cleared: ")));
   fake_.preferences.writesFail = false;
   fake_.preferences.ownOpens = false;
   fake_.process.logged.clear();

@@ -10,12 +10,18 @@ std::optional<BookmarkData> pendingHandOver(platform::Preferences& sharedDefault
   return sharedDefaults.data(sharedUrlKey);
 }
 
-platform::Status clearHandOver(platform::Preferences& sharedDefaults, const BookmarkData& taken) {
+platform::Status clearHandOver(platform::Preferences& sharedDefaults, const BookmarkData& taken,
+                               const std::function<void()>& store) {
   std::optional<platform::PlatformError> failure;
-  platform::Status updated = sharedDefaults.update([&](platform::Preferences& locked) {
-    if (locked.data(sharedUrlKey) != taken) return;
-    if (platform::Status removed = locked.remove(sharedUrlKey); !removed.ok()) failure = removed.error();
+  bool locked = false;
+  platform::Status updated = sharedDefaults.update([&](platform::Preferences& current) {
+    locked = true;
+    if (current.data(sharedUrlKey) != taken) return;
+    if (platform::Status removed = current.remove(sharedUrlKey); !removed.ok()) failure = removed.error();
+    // Others see the removal when this returns: by then everything is stored.
+    store();
   });
+  if (!locked) store();
   if (!updated.ok()) return updated;
   if (failure) return *failure;
   return sharedDefaults.synchronize();

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -16,8 +17,11 @@ using BookmarkData = std::vector<std::uint8_t>;
 // The hand-over that waits in SharedDefaults; nothing when there is none or the value is no data.
 std::optional<BookmarkData> pendingHandOver(platform::Preferences& sharedDefaults);
 
-// Takes the hand-over out of SharedDefaults, unless another one was put there in the meantime.
-platform::Status clearHandOver(platform::Preferences& sharedDefaults, const BookmarkData& taken);
+// Takes the hand-over out of SharedDefaults and has store keep what outlives it, unless another run did so or
+// another hand-over was put there in the meantime. A run that begins beside this one and finds no hand-over
+// finds what was stored. Where SharedDefaults cannot be written, store is called all the same.
+platform::Status clearHandOver(platform::Preferences& sharedDefaults, const BookmarkData& taken,
+                               const std::function<void()>& store);
 
 platform::Result<BookmarkData> makeScopedBookmark(platform::Bookmarks& bookmarks, const std::string& path);
 platform::Result<platform::ResolvedBookmark> resolveHandOver(platform::Bookmarks& bookmarks,
