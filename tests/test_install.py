@@ -1,7 +1,11 @@
 """An installed kelv finds its engine, and lets another one be put in its place."""
 
+import configparser
+import gzip
+import os
 import shutil
 import subprocess
+from pathlib import Path
 
 import pytest
 
@@ -61,3 +65,83 @@ def test_an_engine_that_is_missing_is_an_abnormal_stop(granted, installed):
     assert process.stdout == b""
     assert b"libPdfOptimizeAPI.so" in process.stderr
     assert granted.names() == ["a.pdf"]
+
+
+# The engine for other programs.
+
+USER = Path(__file__).resolve().parent / "engine_user"
+SAMPLE = Path(__file__).resolve().parent.parent / "samples" / "charts.pdf"
+
+
+def succeed(*command, **options):
+    done = subprocess.run(command, capture_output=True, text=True, **options)
+    assert done.returncode == 0, done.stdout + done.stderr
+    return done.stdout
+
+
+def assert_works(world, program, **environment):
+    result = world.documents / "result.pdf"
+    succeed(program, SAMPLE, result, env={**os.environ, **environment})
+    assert result.stat().st_size < SAMPLE.stat().st_size
+    succeed("qpdf", "--check", result)
+    refused = subprocess.run([program, program, result], env={**os.environ, **environment}, capture_output=True, text=True)
+    assert refused.returncode == 1 and refused.stderr.strip() == "The file is not a PDF"
+
+
+@pytest.mark.skipif(SANITIZED, reason="the program is built without the sanitizer's run-time")
+def test_a_program_outside_the_tree_is_built_with_cmake(granted, installed):
+    moved = granted.root / "elsewhere"
+    installed.rename(moved)
+    source = shutil.copytree(USER, granted.root / "user")
+    succeed("cmake", "-G", "Ninja", "-S", source, "-B", granted.root / "made", f"-DCMAKE_PREFIX_PATH={moved}")
+    succeed("cmake", "--build", granted.root / "made")
+    assert_works(granted, granted.root / "made" / "engine_user")
+
+
+@pytest.mark.skipif(SANITIZED, reason="the program is built without the sanitizer's run-time")
+def test_a_program_outside_the_tree_is_built_with_pkg_config(granted, installed):
+    moved = granted.root / "elsewhere"
+    installed.rename(moved)
+    [description] = moved.rglob("PdfOptimizeAPI.pc")
+    environment = {**os.environ, "PKG_CONFIG_PATH": str(description.parent)}
+    assert succeed("pkg-config", "--modversion", "PdfOptimizeAPI", env=environment).startswith("0.")
+    flags = succeed("pkg-config", "--cflags", "--libs", "PdfOptimizeAPI", env=environment).split()
+    program = granted.root / "engine_user"
+    succeed("cc", "-std=c99", "-Wall", "-Wextra", "-pedantic", "-Werror", USER / "engine_user.c", "-o", program, *flags)
+    [library] = moved.rglob("libPdfOptimizeAPI.so")
+    assert_works(granted, program, LD_LIBRARY_PATH=str(library.parent))
+
+
+# What stands beside the programs.
+
+
+def test_manuals_are_readable_without_complaint(installed):
+    pages = sorted((installed / "share" / "man" / "man1").iterdir())
+    assert [page.name for page in pages] == ["kelv-compress-pdf.1.gz", "kelv-many.1.gz", "kelv.1.gz", "kelvara.1.gz"]
+    for page in pages:
+        roff = gzip.decompress(page.read_bytes())
+        shown = subprocess.run(["groff", "-man", "-Tutf8", "-ww"], input=roff, capture_output=True)
+        assert shown.returncode == 0 and shown.stderr == b"", shown.stderr
+        assert shown.stdout.startswith(page.name.removesuffix(".1.gz").upper().encode() + b"(1)")
+
+
+def test_bash_completes_the_installed_programs(installed):
+    for program, word in (("kelv", "--subf"), ("kelvara", "gra")):
+        script = (
+            f'source "{installed}/share/bash-completion/completions/{program}"; COMP_WORDS=({program} {word}); COMP_CWORD=1; '
+            f'compopt() {{ :; }}; _{program} 2>/dev/null; printf "%s\\n" "${{COMPREPLY[@]}}"'
+        )
+        assert succeed("bash", "-c", script).split()[:1] == [{"--subf": "--subfolders", "gra": "grant"}[word]]
+
+
+def test_the_desktop_files_are_valid(installed):
+    succeed("desktop-file-validate", installed / "share" / "applications" / "kelv-compress-pdf.desktop")
+    menu = installed / "share" / "kio" / "servicemenus" / "kelv-compress-pdf.desktop"
+    complaints = subprocess.run(["desktop-file-validate", menu], capture_output=True, text=True).stdout.splitlines()
+    # KDE's own type of entry, which the validator knows but does not grant these keys.
+    assert all('but the type is "Service" while this key is only valid for type "Application"' in line for line in complaints)
+    actions = configparser.ConfigParser(interpolation=None, delimiters="=")
+    actions.optionxform = str
+    actions.read(menu)
+    assert actions["Desktop Entry"]["MimeType"] == "application/pdf;"
+    assert actions["Desktop Action " + actions["Desktop Entry"]["Actions"].strip(";")]["Exec"] == "kelv-compress-pdf %F"
