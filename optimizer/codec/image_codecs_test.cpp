@@ -161,5 +161,42 @@ TEST(Jpx, TakesCutDataForDamaged) {
   }
 }
 
+TEST(Jpeg, IsCutAtItsBlocksWithoutLoss) {
+  for (unsigned channels : {1u, 3u, 4u}) {
+    JpegOptions options;
+    options.subsampleChroma = channels == 3;
+    const Result<EncodedImage> whole = encodeJpeg(gradient(203, 117, channels), options);
+    ASSERT_TRUE(whole.ok());
+    const Result<Pixels> before = decodeJpeg(whole->data);
+    ASSERT_TRUE(before.ok());
+    const JpegRegion region{32, 48, 101, 69};
+    const Result<Bytes> part = cropJpeg(whole->data, region);
+    ASSERT_TRUE(part.ok()) << part.error().message;
+    const Result<Pixels> after = decodeJpeg(*part);
+    ASSERT_TRUE(after.ok());
+    ASSERT_EQ(after->width(), region.width);
+    ASSERT_EQ(after->height(), region.height);
+    // Smooth chroma blends over the new edges.
+    const std::uint32_t edge = channels == 3 ? 2 : 0;
+    EXPECT_EQ(crop(*after, edge, edge, region.width - 2 * edge, region.height - 2 * edge),
+              crop(*before, region.left + edge, region.top + edge, region.width - 2 * edge, region.height - 2 * edge));
+
+    const Result<Bytes> blank = blankJpeg(whole->data, region);
+    ASSERT_TRUE(blank.ok());
+    EXPECT_LT(blank->size(), whole->data.size());
+    const Result<Pixels> blanked = decodeJpeg(*blank);
+    ASSERT_TRUE(blanked.ok());
+    ASSERT_EQ(blanked->width(), 203u);
+    EXPECT_EQ(crop(*blanked, region.left + edge, region.top + edge, region.width - 2 * edge, region.height - 2 * edge),
+              crop(*before, region.left + edge, region.top + edge, region.width - 2 * edge, region.height - 2 * edge));
+    const Pixels corner = crop(*blanked, 0, 0, 16, 16);
+    for (std::size_t i = channels; i < corner.samples().size(); ++i) {
+      EXPECT_EQ(corner.samples()[i], corner.samples()[i % channels]);
+    }
+    EXPECT_FALSE(cropJpeg(whole->data, {5, 0, 20, 20}).ok());
+    EXPECT_FALSE(cropJpeg(whole->data, {0, 0, 204, 20}).ok());
+  }
+}
+
 }  // namespace
 }  // namespace optimizer

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <vector>
 
 #include "optimizer/codec/jpeg_trellis.h"
 
@@ -214,11 +215,17 @@ bool readCoefficients(Decompressor& jpeg, jvirt_barray_ptr*& coefficients) {
   return coefficients != nullptr && jpeg.info.input_scan_number <= maxScans;
 }
 
-bool writeCoefficients(Compressor& out, Decompressor& in, jvirt_barray_ptr* coefficients, bool progressive) {
+// region: what the picture becomes, empty for all of it.
+bool writeCoefficients(Compressor& out, Decompressor& in, jvirt_barray_ptr* coefficients, bool progressive,
+                       const JpegRegion& region = {}) {
   if (setjmp(out.errors.jump) != 0) return false;
   // Errors while the source's arrays are read leave through the same jump.
   jpeg_compress_struct& info = out.info;
   jpeg_copy_critical_parameters(&in.info, &info);
+  if (region.width != 0) {
+    info.image_width = region.width;
+    info.image_height = region.height;
+  }
   bool plainIds = true;
   for (int i = 0; i < info.num_components; ++i)
     plainIds = plainIds && info.comp_info[i].component_id == i + 1;
@@ -233,6 +240,59 @@ bool writeCoefficients(Compressor& out, Decompressor& in, jvirt_barray_ptr* coef
   }
   jpeg_write_coefficients(&info, coefficients);
   jpeg_finish_compress(&info);
+  return true;
+}
+
+// Moves the blocks of region to the top left corner of each component.
+bool moveBlocks(Decompressor& jpeg, jvirt_barray_ptr* coefficients, const JpegRegion& region,
+                std::vector<JCOEF>& line) {
+  if (setjmp(jpeg.errors.jump) != 0) return false;
+  jpeg_decompress_struct& info = jpeg.info;
+  const auto common = reinterpret_cast<j_common_ptr>(&info);
+  for (int c = 0; c < info.num_components; ++c) {
+    const jpeg_component_info& part = info.comp_info[c];
+    const JDIMENSION left = region.left / static_cast<JDIMENSION>(8 * info.max_h_samp_factor) *
+                            static_cast<JDIMENSION>(part.h_samp_factor);
+    const JDIMENSION top = region.top / static_cast<JDIMENSION>(8 * info.max_v_samp_factor) *
+                           static_cast<JDIMENSION>(part.v_samp_factor);
+    // Whole MCUs: the encoder takes the blocks beyond the picture's edge, too.
+    const JDIMENSION mcuWidth = static_cast<JDIMENSION>(8 * info.max_h_samp_factor),
+                     mcuHeight = static_cast<JDIMENSION>(8 * info.max_v_samp_factor);
+    const JDIMENSION across =
+        (region.width + mcuWidth - 1) / mcuWidth * static_cast<JDIMENSION>(part.h_samp_factor);
+    const JDIMENSION down =
+        (region.height + mcuHeight - 1) / mcuHeight * static_cast<JDIMENSION>(part.v_samp_factor);
+    line.resize(std::size_t{across} * DCTSIZE2);
+    for (JDIMENSION y = 0; y < down; ++y) {
+      JBLOCKARRAY from = info.mem->access_virt_barray(common, coefficients[c], y + top, 1, FALSE);
+      std::copy_n(&from[0][left][0], line.size(), line.data());
+      JBLOCKARRAY to = info.mem->access_virt_barray(common, coefficients[c], y, 1, TRUE);
+      std::copy_n(line.data(), line.size(), &to[0][0][0]);
+    }
+  }
+  return true;
+}
+
+bool clearBlocks(Decompressor& jpeg, jvirt_barray_ptr* coefficients, const JpegRegion& region) {
+  if (setjmp(jpeg.errors.jump) != 0) return false;
+  jpeg_decompress_struct& info = jpeg.info;
+  for (int c = 0; c < info.num_components; ++c) {
+    const jpeg_component_info& part = info.comp_info[c];
+    // A block's size in pixels of the picture.
+    const double blockWidth = 8.0 * info.max_h_samp_factor / part.h_samp_factor,
+                 blockHeight = 8.0 * info.max_v_samp_factor / part.v_samp_factor;
+    for (JDIMENSION y = 0; y < part.height_in_blocks; ++y) {
+      JBLOCKARRAY row =
+          info.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&info), coefficients[c], y, 1, TRUE);
+      const bool rowShows =
+          (y + 1) * blockHeight > region.top && y * blockHeight < region.top + region.height;
+      for (JDIMENSION x = 0; x < part.width_in_blocks; ++x) {
+        if (rowShows && (x + 1) * blockWidth > region.left && x * blockWidth < region.left + region.width)
+          continue;
+        std::fill_n(row[0][x], DCTSIZE2, JCOEF{0});
+      }
+    }
+  }
   return true;
 }
 
@@ -286,6 +346,45 @@ Result<EncodedImage> encodeJpeg(const Pixels& pixels, const JpegOptions& options
   }
   image.data = jpeg.bytes();
   return image;
+}
+
+Result<Bytes> cropJpeg(ByteView data, const JpegRegion& region) {
+  Decompressor source(data);
+  Result<JpegInfo> info = checkedInfo(source);
+  if (!info) return info.error();
+  if (region.left % static_cast<std::uint32_t>(8 * source.info.max_h_samp_factor) != 0 ||
+      region.top % static_cast<std::uint32_t>(8 * source.info.max_v_samp_factor) != 0 || region.width == 0 ||
+      region.height == 0 || std::uint64_t{region.left} + region.width > info->width ||
+      std::uint64_t{region.top} + region.height > info->height) {
+    return Error{ErrorKind::unsupported, "JPEG can be cut at its blocks only"};
+  }
+  jvirt_barray_ptr* coefficients = nullptr;
+  std::vector<JCOEF> line;
+  if (!readCoefficients(source, coefficients) || source.errors.damaged ||
+      !moveBlocks(source, coefficients, region, line)) {
+    return Error{ErrorKind::damaged, "JPEG data is damaged"};
+  }
+  Compressor out;
+  if (!writeCoefficients(out, source, coefficients, true, region)) {
+    return failure(out.errors, reinterpret_cast<j_common_ptr>(&out.info));
+  }
+  return out.bytes();
+}
+
+Result<Bytes> blankJpeg(ByteView data, const JpegRegion& region) {
+  Decompressor source(data);
+  Result<JpegInfo> info = checkedInfo(source);
+  if (!info) return info.error();
+  jvirt_barray_ptr* coefficients = nullptr;
+  if (!readCoefficients(source, coefficients) || source.errors.damaged ||
+      !clearBlocks(source, coefficients, region)) {
+    return Error{ErrorKind::damaged, "JPEG data is damaged"};
+  }
+  Compressor out;
+  if (!writeCoefficients(out, source, coefficients, true)) {
+    return failure(out.errors, reinterpret_cast<j_common_ptr>(&out.info));
+  }
+  return out.bytes();
 }
 
 Result<Bytes> optimizeJpeg(ByteView data) {

@@ -46,4 +46,16 @@ Result<EncodedImage> encodeJpeg(const Pixels& pixels, const JpegOptions& options
 // application markers but Adobe's. Decodes to the very same samples.
 Result<Bytes> optimizeJpeg(ByteView data);
 
+// A rectangle of pixels: [left, left + width) x [top, top + height).
+struct JpegRegion {
+  std::uint32_t left = 0, top = 0, width = 0, height = 0;
+};
+
+// The same coefficients for a part of the picture only; its pixels decode to what they were, but for chroma
+// at the new edges. region lies inside the picture, left and top on its grid of blocks (multiples of 8 times
+// the largest sampling factors), else the error is unsupported.
+Result<Bytes> cropJpeg(ByteView data, const JpegRegion& region);
+// The picture in its size, with every block that has no pixel of region made uniform.
+Result<Bytes> blankJpeg(ByteView data, const JpegRegion& region);
+
 }  // namespace optimizer

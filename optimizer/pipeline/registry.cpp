@@ -11,6 +11,7 @@ bool convertsToCff(const Settings& settings) { return settings.convertToCff; }
 bool removesStandardFonts(const Settings& settings) { return settings.removeStandardFonts; }
 bool mergesFonts(const Settings& settings) { return settings.mergeEmbeddedFonts; }
 bool optimizesResources(const Settings& settings) { return settings.optimizeResources; }
+bool clipsImages(const Settings& settings) { return settings.clipImages; }
 bool reducesColors(const Settings& settings) { return settings.reduceColorComplexity; }
 bool subsetsFonts(const Settings& settings) { return settings.subsetFonts; }
 constexpr std::uint32_t kFlatten = flattenFormFields | flattenLinks | flattenOtherAnnotations;
@@ -33,6 +34,7 @@ constexpr PassEntry kPasses[] = {
     {"redundant", "Lets one of equal objects stand for all.", removesRedundant, makeRedundantPass},
     {"fonts-standard", "Takes out embedded copies of the standard fonts.", removesStandardFonts, makeStandardFontsPass},
     {"fonts-convert", "Converts Type 1 font programs to CFF.", convertsToCff, makeConvertFontsPass},
+    {"clip images", "Cuts away what no page shows of an image.", clipsImages, makeClipImagesPass},
     {"images", "Resamples images and codes each in the smallest form that keeps its look.", always, makeImagesPass},
     {"fonts-subset", "Leaves only the glyphs that the document shows in font programs.", subsetsFonts,
      makeSubsetFontsPass},
