@@ -60,12 +60,53 @@ def fields(pdf):
     return sorted(values, key=repr)
 
 
-def plain(value):
+def plain(value, depth=0):
+    """A value by its content alone: pages and what leads back to them are named, not followed."""
+    if depth > 12:
+        return "..."
     if isinstance(value, pikepdf.Array):
-        return [plain(item) for item in value]
+        return [plain(item, depth + 1) for item in value]
     if isinstance(value, pikepdf.Stream):
         return value.read_bytes()
+    if isinstance(value, pikepdf.Dictionary):
+        if value.get("/Type") in ("/Page", "/Pages", "/StructElem", "/Catalog"):
+            return str(value.Type)
+        return {key: plain(item, depth + 1) for key, item in value.items() if key not in ("/Parent", "/P", "/Prev", "/Next")}
     return str(value)
+
+
+def articles(pdf):
+    """For each thread its title, and how many beads it has."""
+    found = []
+    for thread in pdf.Root.get("/Threads", []):
+        bead, seen = thread.get("/F"), set()
+        while bead is not None and bead.objgen not in seen and len(seen) < 100000:
+            seen.add(bead.objgen)
+            bead = bead.get("/N")
+        found.append((plain(thread.get("/I", {})), len(seen)))
+    return found
+
+
+def scripts_of(pdf):
+    """JavaScript by name, at the document's events and at those of fields and annotations."""
+    def text_of(action):
+        script = action.get("/JS") if isinstance(action, pikepdf.Dictionary) else None
+        if script is None:
+            return None
+        return script.read_bytes() if isinstance(script, pikepdf.Stream) else bytes(script)
+
+    found = []
+    for item in pdf.objects:
+        if isinstance(item, pikepdf.Dictionary) and not isinstance(item, pikepdf.Stream):
+            places = [item] + [item[key] for key in ("/A", "/AA", "/OpenAction") if isinstance(item.get(key), pikepdf.Dictionary)
+                               and not item[key].is_indirect]
+            for place in places:
+                for value in [place] + [entry for entry in place.values() if isinstance(entry, pikepdf.Dictionary) and
+                                        not entry.is_indirect]:
+                    script = text_of(value)
+                    if script is not None:
+                        found.append(script)
+    return sorted(set(found))
 
 
 def annotations(pdf):
@@ -153,6 +194,13 @@ def inventory(path, password=""):
             "page labels": labels,
             "optional content": groups,
             "scripts": sorted(scripts),
+            "script texts": scripts_of(pdf),
+            "articles": articles(pdf),
+            "viewer preferences": sorted(plain(root.get("/ViewerPreferences", pikepdf.Dictionary())).items()),
+            "page mode": [str(root.get(key)) for key in ("/PageMode", "/PageLayout") if key in root],
+            "XFA": [] if "/XFA" not in root.get("/AcroForm", {}) else [plain(root.AcroForm.XFA)],
+            "portfolio": [] if "/Collection" not in root else [plain(root.Collection)],
+            "output intents": [plain(intent) for intent in root.get("/OutputIntents", [])],
             "metadata": [] if metadata is None else ["XMP"],
             "information": sorted(information.items()),
             "language": [str(root.Lang)] if "/Lang" in root else [],
