@@ -48,7 +48,10 @@ QuantSettings settingsFor(const QuantTable& table) {
   // Half way between equal care for every step and equal care for every squared error of a sample.
   double mean = 0;
   for (auto q : table) mean += std::log(q) / 64;
-  for (std::size_t i = 0; i < 64; ++i) settings.weight[i] = static_cast<float>(table[i] / std::exp(mean));
+  for (std::size_t i = 0; i < 64; ++i) {
+    settings.inverse[i] = 1.0f / static_cast<float>(table[i]);
+    settings.weight[i] = static_cast<float>(table[i] / std::exp(mean));
+  }
   return settings;
 }
 

@@ -1,16 +1,13 @@
 #include "optimizer/codec/jpeg_trellis_planes.h"
 
 #include <algorithm>
-#include <cmath>
-#include <numbers>
+#include <cstring>
+
+#include "optimizer/base/vectorised.h"
 
 namespace optimizer::jpegtrellis {
 
 namespace {
-
-std::uint8_t clamped(float value) {
-  return static_cast<std::uint8_t>(std::clamp(value + 0.5f, 0.0f, 255.0f));
-}
 
 // Rows of one sample per pixel at full resolution, row by row.
 using Samples = std::vector<std::uint8_t>;
@@ -20,14 +17,21 @@ void convert(const Pixels& pixels, bool complement, std::array<Samples, 3>& out)
   std::size_t count = pixels.pixelCount(), step = pixels.channels();
   const std::uint8_t* in = pixels.samples().data();
   for (auto& plane : out) plane.resize(count);
-  unsigned flip = complement ? 0xFF : 0;
-  for (std::size_t i = 0; i < count; ++i, in += step) {
-    float r = static_cast<float>(in[0] ^ flip), g = static_cast<float>(in[1] ^ flip),
-          b = static_cast<float>(in[2] ^ flip);
-    out[0][i] = clamped(0.299f * r + 0.587f * g + 0.114f * b);
-    out[1][i] = clamped(-0.168735892f * r - 0.331264108f * g + 0.5f * b + 128);
-    out[2][i] = clamped(0.5f * r - 0.418687589f * g - 0.081312411f * b + 128);
-  }
+  const int flip = complement ? 0xFF : 0;
+  // In parts of 65536, which no sum below leaves the range with.
+  constexpr int half = 1 << 15, middle = (128 << 16) + half;
+  vectorised([&]() OPTIMIZER_LOOP {
+    std::uint8_t *y = out[0].data(), *cb = out[1].data(), *cr = out[2].data();
+    const std::uint8_t* at = in;
+    const std::size_t n = count, stride = step;
+    const int turn = flip;
+    for (std::size_t i = 0; i < n; ++i, at += stride) {
+      const int r = at[0] ^ turn, g = at[1] ^ turn, b = at[2] ^ turn;
+      y[i] = static_cast<std::uint8_t>((19595 * r + 38470 * g + 7471 * b + half) >> 16);
+      cb[i] = static_cast<std::uint8_t>(std::min(255, (-11058 * r - 21710 * g + 32768 * b + middle) >> 16));
+      cr[i] = static_cast<std::uint8_t>(std::min(255, (32768 * r - 27439 * g - 5329 * b + middle) >> 16));
+    }
+  });
 }
 
 // Takes the mean of stepX by stepY samples for each of the plane's, edges repeated outward.
@@ -95,52 +99,81 @@ std::vector<Plane> makePlanes(const Pixels& pixels, ChromaSampling chroma) {
 
 namespace {
 
-// Row u holds the cosines of frequency u, scaled so that the matrix is orthonormal.
-const std::array<float, 64>& basis() {
-  static const std::array<float, 64> matrix = [] {
-    std::array<float, 64> m{};
-    for (std::size_t u = 0; u < 8; ++u)
-      for (std::size_t x = 0; x < 8; ++x)
-        m[u * 8 + x] = static_cast<float>(
-            (u == 0 ? std::sqrt(0.125) : 0.5) *
-            std::cos((2.0 * static_cast<double>(x) + 1) * static_cast<double>(u) * std::numbers::pi / 16));
-    return m;
-  }();
-  return matrix;
-}
+// Half the cosines of k sixteenths of pi: of the orthonormal transform of eight values.
+constexpr float c1 = 0.490392640f, c2 = 0.461939766f, c3 = 0.415734806f, c4 = 0.353553391f, c5 = 0.277785117f,
+                c6 = 0.191341716f, c7 = 0.097545161f;
 
-// out = a * b for 8 by 8 matrices; the inner loops run over whole rows, which the compiler vectorises.
-void multiply(const float* a, const float* b, float* out) {
-  for (std::size_t i = 0; i < 8; ++i) {
-    float row[8] = {};
-    for (std::size_t k = 0; k < 8; ++k)
-      for (std::size_t j = 0; j < 8; ++j) row[j] += a[i * 8 + k] * b[k * 8 + j];
-    std::copy(row, row + 8, out + i * 8);
+using Rows = float[8][8];
+
+// Columns are transformed side by side, one lane of a vector each.
+OPTIMIZER_LOOP inline void transformColumns(const Rows& in, Rows& out) {
+  for (std::size_t x = 0; x < 8; ++x) {
+    const float s0 = in[0][x] + in[7][x], s1 = in[1][x] + in[6][x], s2 = in[2][x] + in[5][x],
+                s3 = in[3][x] + in[4][x], d0 = in[0][x] - in[7][x], d1 = in[1][x] - in[6][x],
+                d2 = in[2][x] - in[5][x], d3 = in[3][x] - in[4][x];
+    out[0][x] = ((s0 + s3) + (s1 + s2)) * c4;
+    out[4][x] = ((s0 + s3) - (s1 + s2)) * c4;
+    out[2][x] = (s0 - s3) * c2 + (s1 - s2) * c6;
+    out[6][x] = (s0 - s3) * c6 - (s1 - s2) * c2;
+    out[1][x] = (d0 * c1 + d1 * c3) + (d2 * c5 + d3 * c7);
+    out[3][x] = (d0 * c3 - d1 * c7) - (d2 * c1 + d3 * c5);
+    out[5][x] = (d0 * c5 - d1 * c1) + (d2 * c7 + d3 * c3);
+    out[7][x] = (d0 * c7 - d1 * c5) + (d2 * c3 - d3 * c1);
   }
 }
 
-const std::array<float, 64>& transposedBasis() {
-  static const std::array<float, 64> matrix = [] {
-    std::array<float, 64> m{};
-    for (std::size_t u = 0; u < 8; ++u)
-      for (std::size_t x = 0; x < 8; ++x) m[x * 8 + u] = basis()[u * 8 + x];
-    return m;
-  }();
-  return matrix;
+OPTIMIZER_LOOP inline void restoreColumns(const Rows& in, Rows& out) {
+  for (std::size_t x = 0; x < 8; ++x) {
+    const float t0 = (in[0][x] + in[4][x]) * c4, t1 = (in[0][x] - in[4][x]) * c4,
+                t2 = in[2][x] * c2 + in[6][x] * c6, t3 = in[2][x] * c6 - in[6][x] * c2, e0 = t0 + t2,
+                e3 = t0 - t2, e1 = t1 + t3, e2 = t1 - t3,
+                o0 = (in[1][x] * c1 + in[3][x] * c3) + (in[5][x] * c5 + in[7][x] * c7),
+                o1 = (in[1][x] * c3 - in[3][x] * c7) - (in[5][x] * c1 + in[7][x] * c5),
+                o2 = (in[1][x] * c5 - in[3][x] * c1) + (in[5][x] * c7 + in[7][x] * c3),
+                o3 = (in[1][x] * c7 - in[3][x] * c5) + (in[5][x] * c3 - in[7][x] * c1);
+    out[0][x] = e0 + o0;
+    out[7][x] = e0 - o0;
+    out[1][x] = e1 + o1;
+    out[6][x] = e1 - o1;
+    out[2][x] = e2 + o2;
+    out[5][x] = e2 - o2;
+    out[3][x] = e3 + o3;
+    out[4][x] = e3 - o3;
+  }
 }
+
+OPTIMIZER_LOOP inline void transpose(const Rows& in, Rows& out) {
+  for (std::size_t y = 0; y < 8; ++y)
+    for (std::size_t x = 0; x < 8; ++x) out[x][y] = in[y][x];
+}
+
+void copyRows(const Block& block, Rows& rows) { std::memcpy(rows, block.data(), sizeof(Rows)); }
+void copyRows(const Rows& rows, Block& block) { std::memcpy(block.data(), rows, sizeof(Rows)); }
 
 }  // namespace
 
 void forwardDct(const Block& samples, Block& coefficients) {
-  Block half;
-  multiply(basis().data(), samples.data(), half.data());
-  multiply(half.data(), transposedBasis().data(), coefficients.data());
+  Rows a, b;
+  copyRows(samples, a);
+  vectorised([&]() OPTIMIZER_LOOP {
+    transformColumns(a, b);
+    transpose(b, a);
+    transformColumns(a, b);
+    transpose(b, a);
+  });
+  copyRows(a, coefficients);
 }
 
 void inverseDct(const Block& coefficients, Block& samples) {
-  Block half;
-  multiply(transposedBasis().data(), coefficients.data(), half.data());
-  multiply(half.data(), basis().data(), samples.data());
+  Rows a, b;
+  copyRows(coefficients, a);
+  vectorised([&]() OPTIMIZER_LOOP {
+    restoreColumns(a, b);
+    transpose(b, a);
+    restoreColumns(a, b);
+    transpose(b, a);
+  });
+  copyRows(a, samples);
 }
 
 }  // namespace optimizer::jpegtrellis

@@ -120,96 +120,79 @@ float activityScale(const Block& coefficients) {
 
 void quantizeBlock(const Block& coefficients, const QuantSettings& settings, const RateModel& rates,
                    float scale, Quantized& out) {
-  // A path visits the places with a value other than zero. best[i] is the least cost of everything up to
-  // place i when a value stands there; zeros[i] the error of zeroing places 1 to i.
+  // A path visits the places with a value other than zero. Of those that end in a value at a place only the
+  // cheapest matters to what follows. zeros[i] is the error of zeroing places 1 to i.
   struct Step {
-    float cost;
+    float cost;  // least of everything up to the place, less the error of zeroing all of it
     std::int16_t value;
     std::int8_t place, from;  // from: index into steps of the value before, -1 for none
   };
-  std::array<Step, 64 * 2> steps;
+  std::array<Step, 64> steps;
   int count = 0;
-  float zeros[64];
+  float exact[64], zeroing[64], zeros[64];
+  for (std::size_t i = 0; i < 64; ++i) {
+    exact[i] = std::abs(coefficients[i]) * settings.inverse[i];
+    zeroing[i] = exact[i] * exact[i] * settings.weight[i] * zeroingCare;
+  }
   zeros[0] = 0;
   const float lambda = settings.lambda * scale;
-
-  // Price of going from a value at place j (0: none yet) to one at place i with nothing between, the symbol
-  // excluded: the run of zeros within i's band is returned through `run`.
-  auto travel = [&](int j, int i, int& run) {
-    float bits = 0;
-    int start = 1;
-    for (std::size_t b = 0; b < RateModel::bandCount; ++b) {
-      int end = RateModel::bandEnd[b];
-      if (end < i) {
-        if (j < start)
-          bits += rates.band(static_cast<int>(b)).empty;
-        else if (j < end)
-          bits += rates.band(static_cast<int>(b)).end;
-      } else {
-        run = i - std::max(j + 1, start);
-        for (; run >= 16; run -= 16) bits += rates.band(static_cast<int>(b)).zeroRun;
-        break;
-      }
-      start = end + 1;
-    }
-    return bits;
-  };
-
-  for (int i = 1; i < 64; ++i) {
-    std::size_t at = zigzag[static_cast<std::size_t>(i)];
-    float exact = std::abs(coefficients[at]) / settings.table[at], weight = settings.weight[at];
-    zeros[i] = zeros[i - 1] + exact * exact * weight * zeroingCare;
-    int top = std::min(static_cast<int>(exact + 0.5f), 1023);
-    if (top == 0) continue;
-    int known = count;
-    int band = i <= RateModel::bandEnd[0] ? 0 : 1;
-    for (int value = top; value >= std::max(1, top - 1); --value) {
-      float error = exact - static_cast<float>(value);
-      int size = bitsOf(value);
-      Step step{1e30f, static_cast<std::int16_t>(value), static_cast<std::int8_t>(i), -1};
-      for (int j = -1; j < known; ++j) {
-        int place = j < 0 ? 0 : steps[static_cast<std::size_t>(j)].place;
-        float before = j < 0 ? 0 : steps[static_cast<std::size_t>(j)].cost;
-        int run = 0;
-        float bits = travel(place, i, run);
-        bits += rates.band(band)
-                    .symbol[static_cast<std::size_t>(run)][static_cast<std::size_t>(std::min(size, 10))];
-        float cost = before + zeros[i - 1] - zeros[place] + lambda * bits;
-        if (cost < step.cost) {
-          step.cost = cost;
-          step.from = static_cast<std::int8_t>(j);
+  int place = 1;
+  // The cheapest way to come to the band's first place, and the steps within the band.
+  float entry = 0;
+  int entered = -1;
+  for (int b = 0; b < RateModel::bandCount; ++b) {
+    const RateModel::Band& band = rates.band(b);
+    const int begin = place, end = RateModel::bandEnd[static_cast<std::size_t>(b)], first = count;
+    for (; place <= end; ++place) {
+      const std::size_t at = zigzag[static_cast<std::size_t>(place)];
+      const float before = zeros[place - 1];
+      zeros[place] = before + zeroing[at];
+      const int top = std::min(static_cast<int>(exact[at] + 0.5f), 1023);
+      if (top == 0) continue;
+      Step best{1e30f, 0, static_cast<std::int8_t>(place), -1};
+      for (int value = top; value >= std::max(1, top - 1); --value) {
+        const float error = exact[at] - static_cast<float>(value);
+        const auto size = static_cast<std::size_t>(std::min(bitsOf(value), 10));
+        const auto bitsAfter = [&](int zeroRun) {
+          float bits = 0;
+          for (; zeroRun >= 16; zeroRun -= 16) bits += band.zeroRun;
+          return bits + band.symbol[static_cast<std::size_t>(zeroRun)][size];
+        };
+        float least = entry + lambda * bitsAfter(place - begin);
+        int from = entered;
+        for (int j = first; j < count; ++j) {
+          const Step& step = steps[static_cast<std::size_t>(j)];
+          const float cost = step.cost + lambda * bitsAfter(place - step.place - 1);
+          if (cost >= least) continue;
+          least = cost;
+          from = j;
         }
+        const float cost = least + before + error * error * settings.weight[at];
+        if (cost >= best.cost) continue;
+        best.cost = cost;
+        best.value = static_cast<std::int16_t>(value);
+        best.from = static_cast<std::int8_t>(from);
       }
-      step.cost += error * error * weight;
-      steps[static_cast<std::size_t>(count++)] = step;
+      best.cost -= zeros[place];
+      steps[static_cast<std::size_t>(count++)] = best;
     }
-  }
-  float best = 1e30f;
-  int last = -1;
-  for (int j = -1; j < count; ++j) {
-    int place = j < 0 ? 0 : steps[static_cast<std::size_t>(j)].place;
-    float bits = 0;
-    int start = 1;
-    for (std::size_t b = 0; b < RateModel::bandCount; ++b) {
-      if (place < start)
-        bits += rates.band(static_cast<int>(b)).empty;
-      else if (place < RateModel::bandEnd[b])
-        bits += rates.band(static_cast<int>(b)).end;
-      start = RateModel::bandEnd[b] + 1;
+    // Leaving the band: empty, or ended after one of its values; nothing is said after its last place.
+    float leave = entry + lambda * band.empty;
+    for (int j = first; j < count; ++j) {
+      const Step& step = steps[static_cast<std::size_t>(j)];
+      const float cost = step.cost + (step.place < end ? lambda * band.end : 0);
+      if (cost >= leave) continue;
+      leave = cost;
+      entered = j;
     }
-    float cost =
-        (j < 0 ? 0 : steps[static_cast<std::size_t>(j)].cost) + zeros[63] - zeros[place] + lambda * bits;
-    if (cost < best) {
-      best = cost;
-      last = j;
-    }
+    entry = leave;
   }
   out.fill(0);
-  float dc = coefficients[0] / settings.table[0];
+  const float dc = coefficients[0] * settings.inverse[0];
   out[0] = static_cast<std::int16_t>(std::lround(dc));
-  for (int j = last; j >= 0; j = steps[static_cast<std::size_t>(j)].from) {
+  for (int j = entered; j >= 0; j = steps[static_cast<std::size_t>(j)].from) {
     const Step& step = steps[static_cast<std::size_t>(j)];
-    std::size_t at = zigzag[static_cast<std::size_t>(step.place)];
+    const std::size_t at = zigzag[static_cast<std::size_t>(step.place)];
     out[at] = static_cast<std::int16_t>(coefficients[at] < 0 ? -step.value : step.value);
   }
 }

@@ -54,8 +54,9 @@ class RateModel {
 
 struct QuantSettings {
   QuantTable table{};
-  std::array<float, 64> weight{};  // of a squared error of one step, by natural index
-  float lambda = 0;                // price of a bit in squared steps
+  std::array<float, 64> inverse{};  // of the steps
+  std::array<float, 64> weight{};   // of a squared error of one step, by natural index
+  float lambda = 0;                 // price of a bit in squared steps
 };
 
 // Plain rounding with a dead zone: the starting point that the rate model learns from.
