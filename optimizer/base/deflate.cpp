@@ -10,6 +10,10 @@
 namespace optimizer {
 namespace {
 
+// The level below the strongest takes three quarters of its time and, on content and fonts, a thousandth more
+// bytes.
+constexpr int kStrongDeflate = kStrongestDeflate - 1;
+
 struct FreeCompressor {
   void operator()(libdeflate_compressor* compressor) const { libdeflate_free_compressor(compressor); }
 };
@@ -19,7 +23,8 @@ struct FreeDecompressor {
 
 // Compressors are large (a few megabytes at the strongest levels) and reusable: one per thread and level.
 libdeflate_compressor* compressorOfThread(int level) {
-  thread_local std::array<std::unique_ptr<libdeflate_compressor, FreeCompressor>, kStrongestDeflate + 1> compressors;
+  thread_local std::array<std::unique_ptr<libdeflate_compressor, FreeCompressor>, kStrongestDeflate + 1>
+      compressors;
   auto& compressor = compressors.at(static_cast<std::size_t>(level));
   if (!compressor) compressor.reset(libdeflate_alloc_compressor(level));
   if (!compressor) throw std::bad_alloc();
@@ -46,8 +51,8 @@ Bytes deflateBelow(ByteView data, std::size_t bytes) {
   if (bytes <= 1) return {};
   // The compressor gives up as soon as the room is used up.
   Bytes out(std::min(bytes - 1, libdeflate_zlib_compress_bound(nullptr, data.size())));
-  out.resize(libdeflate_zlib_compress(compressorOfThread(kStrongestDeflate), data.data(), data.size(), out.data(),
-                                      out.size()));
+  out.resize(libdeflate_zlib_compress(compressorOfThread(kStrongDeflate), data.data(), data.size(),
+                                      out.data(), out.size()));
   return out;
 }
 
@@ -63,7 +68,8 @@ Result<Bytes> inflate(ByteView coded, std::size_t limit) {
       out.resize(made);
       return out;
     }
-    if (result != LIBDEFLATE_INSUFFICIENT_SPACE) return Error{ErrorKind::damaged, "The Flate data is damaged"};
+    if (result != LIBDEFLATE_INSUFFICIENT_SPACE)
+      return Error{ErrorKind::damaged, "The Flate data is damaged"};
     if (room >= limit) return Error{ErrorKind::limit, "The Flate data expands beyond what can be handled"};
     room = room > limit / 4 ? limit : room * 4;
   }

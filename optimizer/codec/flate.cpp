@@ -1,6 +1,5 @@
 #include "optimizer/codec/flate.h"
 
-#include <libdeflate.h>
 #include <zlib.h>
 
 #include <algorithm>
@@ -8,6 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+
+#include "optimizer/base/deflate.h"
 
 namespace optimizer {
 namespace {
@@ -155,15 +156,6 @@ PackedSamples sampleRows(const PackedSamples& image) {
   return part;
 }
 
-Bytes zlibStream(ByteView data, int effort) {
-  const std::unique_ptr<libdeflate_compressor, void (*)(libdeflate_compressor*)> compressor(
-      libdeflate_alloc_compressor(std::clamp(effort, 1, 12)), libdeflate_free_compressor);
-  if (!compressor) return {};
-  Bytes out(libdeflate_zlib_compress_bound(compressor.get(), data.size()));
-  out.resize(libdeflate_zlib_compress(compressor.get(), data.data(), data.size(), out.data(), out.size()));
-  return out;
-}
-
 std::size_t pixelBytes(const PackedSamples& image) {
   return std::max<std::size_t>(1, std::size_t{image.channels} * image.bits / 8);
 }
@@ -173,9 +165,12 @@ Bytes rowsWith(const PackedSamples& image, std::size_t pixel, int choice) {
   return filterRows(image, pixel, choice == 5 ? nullptr : &filter);
 }
 
-// The strongest levels take seconds for each megabyte and gain a hundredth.
+// The strongest levels take seconds for each megabyte and gain a hundredth or two.
 int effortFor(std::size_t bytes) {
-  return bytes <= (std::size_t{512} << 10) ? 12 : bytes <= (std::size_t{2} << 20) ? 10 : 9;
+  return bytes <= (std::size_t{64} << 10)    ? kStrongestDeflate
+         : bytes <= (std::size_t{768} << 10) ? kStrongestDeflate - 1
+         : bytes <= (std::size_t{4} << 20)   ? 10
+                                             : 9;
 }
 
 }  // namespace
@@ -244,12 +239,12 @@ FlateDraft draftFlate(const PackedSamples& image) {
   const PackedSamples part = sampleRows(image);
   constexpr int quick = 5;
   FlateDraft draft;
-  std::size_t least = zlibStream(part.samples, quick).size();
+  std::size_t least = deflate(part.samples, quick).size();
   // The order breaks ties.
   for (int choice : {2, 1, 4, 5, 3}) {
     // Packed pixels and palette indexes seldom gain from arithmetic on their values; Up and Sub find repeats.
     if ((image.bits < 8 || image.kind == ColorKind::indexed) && choice > 2) continue;
-    const std::size_t size = zlibStream(rowsWith(part, pixel, choice), quick).size();
+    const std::size_t size = deflate(rowsWith(part, pixel, choice), quick).size();
     if (size >= least) continue;
     least = size;
     draft.filter = choice;
@@ -268,10 +263,10 @@ EncodedImage encodeFlate(const PackedSamples& image, const FlateDraft& draft, in
   result.kind = image.kind;
   if (effort <= 0) effort = effortFor(image.samples.size());
   if (draft.filter < 0) {
-    result.data = zlibStream(image.samples, effort);
+    result.data = deflate(image.samples, effort);
     return result;
   }
-  result.data = zlibStream(rowsWith(image, pixelBytes(image), draft.filter), effort);
+  result.data = deflate(rowsWith(image, pixelBytes(image), draft.filter), effort);
   result.decodeParms = "<</Predictor 15/Columns " + std::to_string(image.width);
   if (image.channels != 1) result.decodeParms += "/Colors " + std::to_string(image.channels);
   if (image.bits != 8) result.decodeParms += "/BitsPerComponent " + std::to_string(image.bits);
