@@ -126,6 +126,11 @@ std::size_t Choice::losslessSize() const {
   return lossless_ ? std::min(stored_, lossless_->estimate()) : stored_;
 }
 
+std::size_t Choice::lossyBudget(double advantage) const {
+  const auto least = static_cast<std::size_t>(advantage * static_cast<double>(losslessSize()));
+  return lossy_ ? std::min(least, lossy_->estimate()) : least;
+}
+
 std::optional<RecodedImage> Choice::take(double advantage) {
   std::optional<RecodedImage> exact;
   std::size_t least = stored_;

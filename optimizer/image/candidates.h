@@ -47,6 +47,8 @@ class Choice {
 
   // The smallest size known without loss, the present one included.
   std::size_t losslessSize() const;
+  // What a lossy form must stay below to win, `advantage` as for take.
+  std::size_t lossyBudget(double advantage) const;
 
   // The best of all: a lossy one only where it is below `advantage` times the best lossless size; nothing
   // where nothing is smaller than what is stored.

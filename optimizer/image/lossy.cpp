@@ -1,6 +1,8 @@
 #include "optimizer/image/lossy.h"
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "optimizer/codec/jpeg.h"
 
@@ -11,33 +13,135 @@ namespace {
 // only. Below the lowest, smooth colours fall into blocks, which the structure of the luma hardly shows.
 constexpr std::array<int, 14> ladder = {34, 40, 45, 50, 55, 60, 65, 70, 75, 80, 84, 88, 92, 95};
 
+// A trial's draft is coded faster than what is kept, and is larger. Beyond what it takes to say that all
+// blocks are empty, the kept picture takes at least this share of it.
+constexpr double keptShare = 0.85;
+constexpr double lumaBlockBits = 6, chromaBlockBits = 4, headerBytes = 600;
+
+std::size_t leastKept(std::size_t draft, const Pixels& pixels, bool subsample) {
+  const double blocks = std::ceil(pixels.width() / 8.0) * std::ceil(pixels.height() / 8.0);
+  const double chroma = pixels.channels() >= 3 ? blocks * (subsample ? 0.5 : 2) : 0;
+  const double empty = (blocks * lumaBlockBits + chroma * chromaBlockBits) / 8 + headerBytes;
+  return static_cast<std::size_t>(std::max(0.0, (static_cast<double>(draft) - empty) * keptShare));
+}
+
 struct Trial {
   bool view = false, color = false, near = false;
+  bool tooLarge = false;  // even where it passes
+  double excess = 0;  // how many times the loss is above what the floor allows of it; 0 where it is not known
   bool passed() const { return view && color && near; }
 };
 
+double excessOf(double value, double floor) { return floor < 1 ? (1 - value) / (1 - floor) : 0; }
+
 Trial judge(const EncodedImage& coded, const LookTarget& target) {
-  const Result<Pixels> shown = decodeJpeg(coded.data);
-  if (!shown) return {};
-  const Look look = target.view.compare(*shown);
+  const Result<Pixels> decoded = decodeJpeg(coded.data);
+  if (!decoded) return {};
+  const Viewed shown(*decoded);
+  const LookFloor& floor = target.floor;
+  const Look look = target.view.compare(shown);
   Trial trial;
-  trial.color = look.chroma <= target.floor.chroma;
+  trial.color = look.chroma <= floor.chroma;
   Look luma = look;
   luma.chroma = 0;
-  trial.view = passes(luma, target.floor);
-  trial.view = trial.view && target.shown.compare(*shown).structure >= target.floor.shown;
-  trial.near = trial.view && target.closeUp.compare(*shown).structure >= target.floor.closeUp;
+  trial.view = passes(luma, floor);
+  trial.excess = std::max({excessOf(look.structure, floor.structure), excessOf(look.busy, floor.busy),
+                           excessOf(look.worst, floor.worst)});
+  if (!trial.view) return trial;
+  const double structure = target.shown.compare(shown).structure;
+  trial.view = structure >= floor.shown;
+  trial.excess = std::max(trial.excess, excessOf(structure, floor.shown));
+  if (!trial.view) return trial;
+  const double near = target.closeUp.compare(shown).structure;
+  trial.near = near >= floor.closeUp;
+  trial.excess = std::max(trial.excess, excessOf(near, floor.closeUp));
   return trial;
 }
 
-Trial attempt(const Pixels& pixels, const LookTarget& target, int quality, bool subsample) {
+// The lowest rung that passes, found in few trials: the first trial is at the lowest, which is enough for
+// half of all photographs; its excess says about how many rungs are missing.
+class Search {
+ public:
+  Search(const Pixels& pixels, const LookTarget& target, std::size_t rungs, std::size_t toBeat)
+      : pixels_(pixels), target_(target), count_(rungs), toBeat_(toBeat) {}
+
+  std::optional<EncodedImage> run();
+
+ private:
+  enum class Outcome : std::uint8_t { found, hopeless, colorSuffers };
+  Trial attempt(std::size_t rung) const;
+  Outcome descend();
+
+  const Pixels& pixels_;
+  const LookTarget& target_;
+  std::size_t count_, toBeat_;
+  bool subsample_ = false;
+  std::size_t low_ = 0;  // the rung found
+};
+
+Trial Search::attempt(std::size_t rung) const {
   JpegOptions options;
-  options.quality = quality;
-  options.subsampleChroma = subsample;
+  options.quality = ladder[rung];
+  options.subsampleChroma = subsample_;
   options.draft = true;
-  const Result<EncodedImage> coded = encodeJpeg(pixels, options);
+  const Result<EncodedImage> coded = encodeJpeg(pixels_, options);
   if (!coded) return {};
-  return judge(*coded, target);
+  if (leastKept(coded->data.size(), pixels_, subsample_) >= toBeat_) {
+    Trial trial;
+    trial.tooLarge = true;
+    return trial;
+  }
+  return judge(*coded, target_);
+}
+
+Search::Outcome Search::descend() {
+  std::size_t low = 0, high = count_, next = 0;
+  // Rungs from here up are too large to win whatever they look like.
+  std::size_t useless = count_;
+  while (low < high) {
+    const Trial trial = attempt(next);
+    if (trial.tooLarge) {
+      useless = high = next;
+    } else if (trial.passed()) {
+      high = next;
+    } else {
+      // Where only the colours suffer although the quality is high, it is the subsampling that harms.
+      if (subsample_ && trial.view && !trial.color && ladder[next] >= 60) return Outcome::colorSuffers;
+      low = next + 1;
+    }
+    if (low >= high) break;
+    const std::size_t middle = (low + high) / 2;
+    if (high == count_ && low == next + 1 && trial.excess > 1) {
+      // The loss falls by a third in about two rungs.
+      const auto ahead = static_cast<std::size_t>(std::log(trial.excess) * 5);
+      next = std::clamp(low + ahead, low, high - 1);
+    } else {
+      next = middle;
+    }
+  }
+  low_ = low;
+  if (low >= useless) return Outcome::hopeless;
+  return low < count_ ? Outcome::found : Outcome::colorSuffers;
+}
+
+std::optional<EncodedImage> Search::run() {
+  subsample_ = pixels_.channels() >= 3;
+  Outcome outcome = descend();
+  if (outcome == Outcome::colorSuffers && subsample_) {
+    subsample_ = false;
+    outcome = descend();
+  }
+  if (outcome != Outcome::found) return std::nullopt;
+  // The encoder that keeps is another than the draft's: its picture is judged, too.
+  for (; low_ < count_; ++low_) {
+    JpegOptions options;
+    options.quality = ladder[low_];
+    options.subsampleChroma = subsample_;
+    Result<EncodedImage> coded = encodeJpeg(pixels_, options);
+    if (!coded || coded->data.size() >= toBeat_) return std::nullopt;
+    if (judge(*coded, target_).passed()) return std::move(*coded);
+  }
+  return std::nullopt;
 }
 
 }  // namespace
@@ -47,46 +151,11 @@ bool passes(const Look& look, const LookFloor& floor) {
          look.chroma <= floor.chroma;
 }
 
-std::optional<EncodedImage> encodeJpegForLook(const Pixels& pixels, const LookTarget& target, int highest) {
+std::optional<EncodedImage> encodeJpegForLook(const Pixels& pixels, const LookTarget& target, int highest,
+                                              std::size_t toBeat) {
   std::size_t count = 0;
   while (count < ladder.size() && ladder[count] <= highest) ++count;
-  bool subsample = pixels.channels() >= 3;
-  for (;;) {
-    // The look grows with quality, near enough: bisect for the lowest rung that passes.
-    std::size_t low = 0, high = count;
-    bool colorFails = false;
-    while (low < high) {
-      const std::size_t middle = (low + high) / 2;
-      const Trial trial = attempt(pixels, target, ladder[middle], subsample);
-      if (trial.passed()) {
-        high = middle;
-      } else {
-        // Where only the colours suffer although the quality is high, it is the subsampling that harms.
-        if (trial.view && !trial.color && ladder[middle] >= 60) colorFails = true;
-        if (colorFails && subsample) break;
-        low = middle + 1;
-      }
-    }
-    if (colorFails && subsample) {
-      subsample = false;
-      continue;
-    }
-    if (low >= count) {
-      if (!subsample) return std::nullopt;
-      subsample = false;
-      continue;
-    }
-    // The encoder that keeps is another than the draft's: its picture is judged, too.
-    for (; low < count; ++low) {
-      JpegOptions options;
-      options.quality = ladder[low];
-      options.subsampleChroma = subsample;
-      Result<EncodedImage> coded = encodeJpeg(pixels, options);
-      if (!coded) return std::nullopt;
-      if (judge(*coded, target).passed()) return std::move(*coded);
-    }
-    return std::nullopt;
-  }
+  return Search(pixels, target, count, toBeat).run();
 }
 
 }  // namespace optimizer

@@ -1,6 +1,7 @@
 // Lossy coding to a look: the lowest quality whose picture, decoded again, still passes for the original.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 
 #include "optimizer/codec/codec.h"
@@ -30,7 +31,9 @@ struct LookTarget {
   LookFloor floor;
 };
 
-// JPEG of pixels at the lowest quality, not above `highest`, that passes the target; nothing where none does.
-std::optional<EncodedImage> encodeJpegForLook(const Pixels& pixels, const LookTarget& target, int highest);
+// JPEG of pixels at the lowest quality, not above `highest`, that passes the target; nothing where none does,
+// or where it would not take less than toBeat bytes.
+std::optional<EncodedImage> encodeJpegForLook(const Pixels& pixels, const LookTarget& target, int highest,
+                                              std::size_t toBeat);
 
 }  // namespace optimizer

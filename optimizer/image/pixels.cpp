@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "optimizer/base/vectorised.h"
+
 namespace optimizer {
 
 Pixels expandTo8Bits(const Pixels& pixels) {
@@ -35,13 +37,23 @@ Pixels lumaOf(const Pixels& pixels) {
   if (pixels.kind() == ColorKind::grey || pixels.kind() == ColorKind::indexed) return pixels;
   Pixels luma(pixels.width(), pixels.height(), 1, ColorKind::grey);
   const unsigned channels = pixels.channels();
+  if (pixels.kind() == ColorKind::rgb) {
+    vectorised([&]() OPTIMIZER_LOOP {
+      const std::uint8_t* in = pixels.samples().data();
+      std::uint8_t* out = luma.samples().data();
+      const std::size_t n = luma.samples().size();
+      for (std::size_t i = 0; i < n; ++i) {
+        out[i] = static_cast<std::uint8_t>(
+            (77u * in[3 * i] + 150u * in[3 * i + 1] + 29u * in[3 * i + 2] + 128) >> 8);
+      }
+    });
+    return luma;
+  }
   for (std::uint32_t y = 0; y < pixels.height(); ++y) {
     const std::uint8_t* in = pixels.row(y);
     std::uint8_t* out = luma.row(y);
     for (std::uint32_t x = 0; x < pixels.width(); ++x, in += channels) {
-      if (pixels.kind() == ColorKind::rgb) {
-        out[x] = static_cast<std::uint8_t>((77u * in[0] + 150u * in[1] + 29u * in[2] + 128) >> 8);
-      } else if (pixels.kind() == ColorKind::cmyk) {
+      if (pixels.kind() == ColorKind::cmyk) {
         const unsigned light =
             (77u * (255u - in[0]) + 150u * (255u - in[1]) + 29u * (255u - in[2]) + 128) >> 8;
         out[x] = static_cast<std::uint8_t>(light * (255u - in[3]) / 255);

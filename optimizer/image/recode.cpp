@@ -73,8 +73,8 @@ struct Views {
 };
 
 bool looksRight(const Views& views, const Pixels& candidate, const LookFloor& floor) {
-  return passes(views.area.compare(candidate), floor) &&
-         views.blocks.compare(candidate).structure >= floor.shown;
+  const Viewed shown(candidate);
+  return passes(views.area.compare(shown), floor) && views.blocks.compare(shown).structure >= floor.shown;
 }
 
 // Everything that may be done to the pixels of one image, after decoding.
@@ -89,6 +89,7 @@ class Recoding {
   bool lossyAllowed() const {
     return !job_.losslessOnly && settings_.imageQuality < 100 && job_.role != ImageRole::stencil;
   }
+  double advantage() const { return settings_.forceRecompression ? 1.0 : lossyAdvantage; }
   bool sampled() const {
     return job_.source.coding == ImageCoding::raw || job_.source.coding == ImageCoding::flate;
   }
@@ -228,7 +229,7 @@ void Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageF
     if (image) choice_.offer({std::move(*image), {}, {}, false});
     return;
   }
-  const LookReference closeUp(pixels, pixels.width(), pixels.height());
+  const LookReference closeUp(pixels, pixels.width(), pixels.height(), Reduction::blocks);
   const bool synthetic = facts.kind == ImageClass::synthetic;
   const LookFloor floor = floorFor(facts);
   const LookTarget target{views->area, views->blocks, closeUp, floor};
@@ -249,7 +250,8 @@ void Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageF
     }
   }
   if (!jpegSuits) return;
-  std::optional<EncodedImage> image = encodeJpegForLook(coded, target, highest);
+  std::optional<EncodedImage> image =
+      encodeJpegForLook(coded, target, highest, choice_.lossyBudget(advantage()));
   if (image) choice_.offer({std::move(*image), {}, {}, false});
 }
 
@@ -341,7 +343,7 @@ std::optional<RecodedImage> Recoding::run() {
   } else {
     tonedImage(std::move(*pixels));
   }
-  return choice_.take(settings_.forceRecompression ? 1.0 : lossyAdvantage);
+  return choice_.take(advantage());
 }
 
 }  // namespace

@@ -5,6 +5,8 @@
 #include <numbers>
 #include <vector>
 
+#include "optimizer/base/vectorised.h"
+
 namespace optimizer {
 namespace {
 
@@ -77,7 +79,7 @@ Taps areaTaps(std::uint32_t from, std::uint32_t to) {
   });
 }
 
-std::uint8_t clampSample(std::int32_t value) {
+OPTIMIZER_LOOP inline std::uint8_t clampSample(std::int32_t value) {
   return static_cast<std::uint8_t>(std::clamp((value + (1 << (weightBits - 1))) >> weightBits, 0, 255));
 }
 
@@ -90,17 +92,27 @@ Pixels vertical(const Pixels& pixels, std::uint32_t height, const Taps& taps) {
     for (std::uint32_t k = 0; k < taps.length; ++k) {
       const std::int32_t weight = weights[k];
       if (weight == 0) continue;
-      const std::uint8_t* in = pixels.row(taps.first[y] + k);
-      for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += weight * in[i];
+      vectorised([&]() OPTIMIZER_LOOP {
+        const std::uint8_t* in = pixels.row(taps.first[y] + k);
+        std::int32_t* sum = sums.data();
+        const std::size_t n = sums.size();
+        const std::int32_t by = weight;
+        for (std::size_t i = 0; i < n; ++i) sum[i] += by * in[i];
+      });
     }
-    std::uint8_t* to = out.row(y);
-    for (std::size_t i = 0; i < sums.size(); ++i) to[i] = clampSample(sums[i]);
+    vectorised([&]() OPTIMIZER_LOOP {
+      std::uint8_t* to = out.row(y);
+      const std::int32_t* sum = sums.data();
+      const std::size_t n = sums.size();
+      for (std::size_t i = 0; i < n; ++i) to[i] = clampSample(sum[i]);
+    });
   }
   return out;
 }
 
 template <unsigned N>
-void horizontalRow(const std::uint8_t* in, std::uint8_t* out, std::uint32_t width, const Taps& taps) {
+OPTIMIZER_LOOP inline void horizontalRow(const std::uint8_t* in, std::uint8_t* out, std::uint32_t width,
+                                         const Taps& taps) {
   for (std::uint32_t x = 0; x < width; ++x) {
     const std::int16_t* weights = taps.weights.data() + std::size_t{x} * taps.length;
     const std::uint8_t* from = in + std::size_t{taps.first[x]} * N;
@@ -119,11 +131,11 @@ Pixels horizontal(const Pixels& pixels, std::uint32_t width, const Taps& taps) {
     const std::uint8_t* in = pixels.row(y);
     std::uint8_t* to = out.row(y);
     if (channels == 1) {
-      horizontalRow<1>(in, to, width, taps);
+      vectorised([&]() OPTIMIZER_LOOP { horizontalRow<1>(in, to, width, taps); });
     } else if (channels == 3) {
-      horizontalRow<3>(in, to, width, taps);
+      vectorised([&]() OPTIMIZER_LOOP { horizontalRow<3>(in, to, width, taps); });
     } else if (channels == 4) {
-      horizontalRow<4>(in, to, width, taps);
+      vectorised([&]() OPTIMIZER_LOOP { horizontalRow<4>(in, to, width, taps); });
     } else {
       for (std::uint32_t x = 0; x < width; ++x) {
         for (unsigned c = 0; c < channels; ++c) {
@@ -175,16 +187,21 @@ Pixels blockAverage(const Pixels& pixels, std::uint32_t width, std::uint32_t hei
     const std::uint8_t* first = pixels.row(rows[y]);
     for (std::size_t i = 0; i < sums.size(); ++i) sums[i] = first[i];
     for (std::uint32_t row = rows[y] + 1; row < rows[y + 1]; ++row) {
-      const std::uint8_t* in = pixels.row(row);
-      for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += in[i];
+      vectorised([&]() OPTIMIZER_LOOP {
+        const std::uint8_t* in = pixels.row(row);
+        std::uint32_t* sum = sums.data();
+        const std::size_t n = sums.size();
+        for (std::size_t i = 0; i < n; ++i) sum[i] += in[i];
+      });
     }
     std::uint8_t* to = out.row(y);
     for (std::uint32_t x = 0; x < width; ++x) {
       const std::uint32_t area = (columns[x + 1] - columns[x]) * (rows[y + 1] - rows[y]);
+      const std::uint32_t* first = sums.data() + std::size_t{columns[x]} * channels;
+      const std::uint32_t* last = sums.data() + std::size_t{columns[x + 1]} * channels;
       for (unsigned c = 0; c < channels; ++c) {
         std::uint32_t sum = 0;
-        for (std::uint32_t at = columns[x]; at < columns[x + 1]; ++at)
-          sum += sums[std::size_t{at} * channels + c];
+        for (const std::uint32_t* at = first + c; at < last; at += channels) sum += *at;
         *to++ = static_cast<std::uint8_t>(sum / area);
       }
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "optimizer/base/vectorised.h"
 #include "optimizer/image/resample.h"
 
 namespace optimizer {
@@ -11,7 +12,7 @@ namespace {
 // SSIM (Wang, Bovik, Sheikh, Simoncelli 2004) over square windows of equal weights.
 constexpr std::uint32_t window = 7;
 constexpr std::uint32_t step = 2;
-constexpr double c1 = 6.5025, c2 = 58.5225;  // (0.01 * 255)^2, (0.03 * 255)^2
+constexpr float c1 = 6.5025f, c2 = 58.5225f;  // (0.01 * 255)^2, (0.03 * 255)^2
 
 // A place counts fully once its variance reaches this.
 constexpr double fullVariance = 120;
@@ -21,58 +22,94 @@ constexpr double leastWeight = 0.02;
 constexpr std::uint64_t enoughPixels = 700'000;
 constexpr std::uint32_t band = 64;
 
-struct ColumnSums {
-  std::vector<std::uint32_t> a, b, aa, bb, ab;
-  explicit ColumnSums(std::size_t n) : a(n), b(n), aa(n), bb(n), ab(n) {}
+// Window sums of two pictures: of samples, squares and products.
+struct Sums {
+  std::vector<std::int32_t> a, b, aa, bb, ab;
+  explicit Sums(std::size_t n) : a(n), b(n), aa(n), bb(n), ab(n) {}
 };
 
-void addRow(ColumnSums& sums, const std::uint8_t* a, const std::uint8_t* b, std::uint32_t sign) {
-  const std::size_t n = sums.a.size();
-  for (std::size_t i = 0; i < n; ++i) sums.a[i] += sign * a[i];
-  for (std::size_t i = 0; i < n; ++i) sums.b[i] += sign * b[i];
-  for (std::size_t i = 0; i < n; ++i) sums.aa[i] += sign * (std::uint32_t{a[i]} * a[i]);
-  for (std::size_t i = 0; i < n; ++i) sums.bb[i] += sign * (std::uint32_t{b[i]} * b[i]);
-  for (std::size_t i = 0; i < n; ++i) sums.ab[i] += sign * (std::uint32_t{a[i]} * b[i]);
+// Adds a row to the sums of columns, or takes it off.
+void addRow(Sums& sums, const std::uint8_t* a, const std::uint8_t* b, std::int32_t sign) {
+  vectorised([&]() OPTIMIZER_LOOP {
+    const std::size_t n = sums.a.size();
+    std::int32_t *sa = sums.a.data(), *sb = sums.b.data(), *saa = sums.aa.data(), *sbb = sums.bb.data(),
+                 *sab = sums.ab.data();
+    const std::uint8_t *x = a, *y = b;
+    const std::int32_t by = sign;
+    for (std::size_t i = 0; i < n; ++i) sa[i] += by * x[i];
+    for (std::size_t i = 0; i < n; ++i) sb[i] += by * y[i];
+    for (std::size_t i = 0; i < n; ++i) saa[i] += by * (x[i] * x[i]);
+    for (std::size_t i = 0; i < n; ++i) sbb[i] += by * (y[i] * y[i]);
+    for (std::size_t i = 0; i < n; ++i) sab[i] += by * (x[i] * y[i]);
+  });
 }
 
-double similarity(double a, double b, double aa, double bb, double ab, double count, double& variance) {
-  const double ma = a / count, mb = b / count;
-  const double va = std::max(0.0, aa / count - ma * ma), vb = std::max(0.0, bb / count - mb * mb);
-  const double cov = ab / count - ma * mb;
-  variance = va;
-  return (2 * ma * mb + c1) * (2 * cov + c2) / ((ma * ma + mb * mb + c1) * (va + vb + c2));
+// The sums over w columns that begin at every `step`-th one.
+void slide(const std::vector<std::int32_t>& columns, std::uint32_t w, std::vector<std::int32_t>& windows) {
+  std::int32_t sum = 0;
+  const auto width = static_cast<std::uint32_t>(columns.size());
+  for (std::uint32_t x = 0; x < w; ++x) sum += columns[x];
+  windows[0] = sum;
+  std::size_t place = 0;
+  for (std::uint32_t x = w; x + step <= width; x += step) {
+    for (std::uint32_t k = 0; k < step; ++k) sum += columns[x + k] - columns[x + k - w];
+    windows[++place] = sum;
+  }
+}
+
+// Similarity and variance at each place of a row. All integers stay below 2^31: a window holds 49 samples at
+// most.
+void similarities(const Sums& sums, std::int32_t count, std::vector<float>& similarity,
+                  std::vector<float>& variance) {
+  vectorised([&]() OPTIMIZER_LOOP {
+    const std::size_t n = similarity.size();
+    const std::int32_t *sa = sums.a.data(), *sb = sums.b.data(), *saa = sums.aa.data(), *sbb = sums.bb.data(),
+                       *sab = sums.ab.data();
+    float *to = similarity.data(), *varied = variance.data();
+    const std::int32_t m = count;
+    const float square = static_cast<float>(m) * static_cast<float>(m), k1 = c1 * square, k2 = c2 * square;
+    for (std::size_t i = 0; i < n; ++i) {
+      const auto means = static_cast<float>(2 * sa[i] * sb[i]),
+                 squares = static_cast<float>(sa[i] * sa[i]) + static_cast<float>(sb[i] * sb[i]),
+                 va = static_cast<float>(m * saa[i] - sa[i] * sa[i]),
+                 vb = static_cast<float>(m * sbb[i] - sb[i] * sb[i]),
+                 covariance = static_cast<float>(m * sab[i] - sa[i] * sb[i]);
+      to[i] = (means + k1) * (2 * covariance + k2) / ((squares + k1) * (va + vb + k2));
+      varied[i] = va / square;
+    }
+  });
 }
 
 Look structureOf(const Pixels& a, const Pixels& b) {
   const std::uint32_t w = std::min(window, a.width()), h = std::min(window, a.height());
-  const double count = static_cast<double>(w) * h;
+  const std::size_t across = (a.width() - w) / step + 1;
   double total = 0, weighted = 0, weights = 0;
   std::uint64_t places = 0;
   std::vector<std::uint32_t> histogram(1001);
+  std::vector<float> similarity(across), variance(across);
+  Sums windows(across);
   const auto every = static_cast<std::uint32_t>(1 + a.pixelCount() / enoughPixels);
   for (std::uint32_t top = 0; top + h <= a.height(); top += band * every) {
-    ColumnSums sums(a.width());
+    Sums columns(a.width());
     for (std::uint32_t y = top; y < std::min(a.height(), top + band + h - 1); ++y) {
-      addRow(sums, a.row(y), b.row(y), 1);
-      if (y >= top + h) addRow(sums, a.row(y - h), b.row(y - h), ~std::uint32_t{0});
+      addRow(columns, a.row(y), b.row(y), 1);
+      if (y >= top + h) addRow(columns, a.row(y - h), b.row(y - h), -1);
       if (y + 1 < top + h || (y + 1 - h - top) % step != 0) continue;
-      std::uint32_t sa = 0, sb = 0, saa = 0, sbb = 0, sab = 0;
-      for (std::uint32_t x = 0; x < a.width(); ++x) {
-        sa += sums.a[x], sb += sums.b[x], saa += sums.aa[x], sbb += sums.bb[x], sab += sums.ab[x];
-        if (x >= w) {
-          sa -= sums.a[x - w], sb -= sums.b[x - w], saa -= sums.aa[x - w], sbb -= sums.bb[x - w];
-          sab -= sums.ab[x - w];
-        }
-        if (x + 1 < w || (x + 1 - w) % step != 0) continue;
-        double variance = 0;
-        const double s = similarity(sa, sb, saa, sbb, sab, count, variance);
-        const double weight = leastWeight + (1 - leastWeight) * std::min(1.0, variance / fullVariance);
+      slide(columns.a, w, windows.a);
+      slide(columns.b, w, windows.b);
+      slide(columns.aa, w, windows.aa);
+      slide(columns.bb, w, windows.bb);
+      slide(columns.ab, w, windows.ab);
+      similarities(windows, static_cast<std::int32_t>(w * h), similarity, variance);
+      for (std::size_t i = 0; i < across; ++i) {
+        const double s = similarity[i];
+        const double weight = leastWeight + (1 - leastWeight) * std::min(1.0, variance[i] / fullVariance);
         total += s;
         weighted += weight * s;
         weights += weight;
-        ++places;
         ++histogram[static_cast<std::size_t>(std::clamp(s, 0.0, 1.0) * 1000)];
       }
+      places += across;
     }
   }
   Look look;
@@ -108,9 +145,17 @@ Pixels enlarged(Pixels pixels, std::uint32_t width, std::uint32_t height) {
 
 double squaredError(const Pixels& a, const Pixels& b) {
   std::uint64_t sum = 0;
-  for (std::size_t i = 0; i < a.samples().size(); ++i) {
-    const int difference = int{a.samples()[i]} - int{b.samples()[i]};
-    sum += static_cast<std::uint64_t>(difference * difference);
+  for (std::uint32_t y = 0; y < a.height(); ++y) {
+    vectorised([&]() OPTIMIZER_LOOP {
+      std::uint32_t row = 0;  // a row has up to 65500 samples: 2^32 / 255^2 is 66051
+      const std::uint8_t *p = a.row(y), *q = b.row(y);
+      const std::uint32_t width = a.width();
+      for (std::uint32_t x = 0; x < width; ++x) {
+        const int difference = int{p[x]} - int{q[x]};
+        row += static_cast<std::uint32_t>(difference * difference);
+      }
+      sum += row;
+    });
   }
   return static_cast<double>(sum) / static_cast<double>(a.samples().size());
 }
@@ -122,16 +167,20 @@ LookReference::LookReference(const Pixels& reference, std::uint32_t width, std::
     : width_(std::clamp(width, 1u, reference.width())),
       height_(std::clamp(height, 1u, reference.height())),
       reduction_(reduction),
-      reference_(view(reference)) {}
+      reference_(view(Viewed(reference))) {
+  if (reference_.luma.empty()) reference_.luma = lumaOf(reference);
+}
 
-LookReference::Planes LookReference::view(const Pixels& pixels) const {
+LookReference::Planes LookReference::view(const Viewed& viewed) const {
   Planes planes;
-  planes.luma = lumaOf(pixels);
-  if (planes.luma.width() > width_ || planes.luma.height() > height_) {
-    planes.luma = reduction_ == Reduction::area ? areaAverage(planes.luma, width_, height_)
-                                                : blockAverage(planes.luma, width_, height_);
+  const Pixels &luma = viewed.luma(), &pixels = viewed.pixels();
+  if (luma.width() > width_ || luma.height() > height_) {
+    planes.luma = reduction_ == Reduction::area ? areaAverage(luma, width_, height_)
+                                                : blockAverage(luma, width_, height_);
+    planes.luma = enlarged(std::move(planes.luma), width_, height_);
+  } else if (luma.width() < width_ || luma.height() < height_) {
+    planes.luma = enlarged(luma, width_, height_);
   }
-  planes.luma = enlarged(std::move(planes.luma), width_, height_);
   if (pixels.channels() < 3 || reduction_ == Reduction::blocks) return planes;
   const std::uint32_t width = (width_ + 1) / 2, height = (height_ + 1) / 2;
   const Pixels small = enlarged(blockAverage(pixels, width, height), width, height);
@@ -147,9 +196,9 @@ LookReference::Planes LookReference::view(const Pixels& pixels) const {
   return planes;
 }
 
-Look LookReference::compare(const Pixels& candidate) const {
+Look LookReference::compare(const Viewed& candidate) const {
   const Planes shown = view(candidate);
-  Look look = structureOf(reference_.luma, shown.luma);
+  Look look = structureOf(reference_.luma, shown.luma.empty() ? candidate.luma() : shown.luma);
   if (reference_.blue.empty()) return look;
   if (shown.blue.empty()) {
     // A grey candidate has no colour differences: all at the middle.

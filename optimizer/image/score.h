@@ -22,6 +22,21 @@ struct Look {
 // The second looks at the luma only.
 enum class Reduction : std::uint8_t { area, blocks };
 
+// A picture to be compared with several references: what they have in common is computed once. It must
+// outlive this.
+class Viewed {
+ public:
+  Viewed(const Pixels& pixels) : pixels_(pixels) {
+    if (pixels.kind() != ColorKind::grey || pixels.bits() != 8) luma_ = lumaOf(pixels);
+  }
+  const Pixels& pixels() const { return pixels_; }
+  const Pixels& luma() const { return luma_.empty() ? pixels_ : luma_; }
+
+ private:
+  const Pixels& pixels_;
+  Pixels luma_;
+};
+
 // The reference, prepared once for many comparisons at one viewing size.
 class LookReference {
  public:
@@ -30,13 +45,14 @@ class LookReference {
                 Reduction reduction = Reduction::area);
 
   // candidate: any size; it is shown at the viewing size too.
-  Look compare(const Pixels& candidate) const;
+  Look compare(const Viewed& candidate) const;
 
  private:
   struct Planes {
-    Pixels luma, blue, red;  // blue and red empty for grey
+    Pixels luma;       // empty where the picture's own is of the viewing size
+    Pixels blue, red;  // empty for grey
   };
-  Planes view(const Pixels& pixels) const;
+  Planes view(const Viewed& viewed) const;
 
   std::uint32_t width_, height_;
   Reduction reduction_;
