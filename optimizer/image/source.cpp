@@ -6,6 +6,7 @@
 #include <qpdf/QPDF.hh>
 
 #include "optimizer/document/stream_data.h"
+#include "optimizer/image/profile.h"
 
 namespace optimizer {
 namespace {
@@ -27,6 +28,26 @@ bool flagOf(QPDFObjectHandle dictionary, const char* key, bool otherwise) {
   if (!dictionary.isDictionary()) return otherwise;
   QPDFObjectHandle value = dictionary.getKey(key);
   return value.isBool() ? value.getBoolValue() : otherwise;
+}
+
+double numberOf(QPDFObjectHandle dictionary, const char* key, double otherwise) {
+  if (!dictionary.isDictionary()) return otherwise;
+  QPDFObjectHandle value = dictionary.getKey(key);
+  return value.isNumber() ? value.getNumericValue() : otherwise;
+}
+
+template <std::size_t count>
+std::array<double, count> numbersOf(QPDFObjectHandle dictionary, const char* key,
+                                    const std::array<double, count>& otherwise) {
+  if (!dictionary.isDictionary()) return otherwise;
+  QPDFObjectHandle values = dictionary.getKey(key);
+  if (!values.isArray() || values.getArrayNItems() != static_cast<int>(count)) return otherwise;
+  std::array<double, count> numbers{};
+  for (int i = 0; i < static_cast<int>(count); ++i) {
+    if (!values.getArrayItem(i).isNumber()) return otherwise;
+    numbers[static_cast<std::size_t>(i)] = values.getArrayItem(i).getNumericValue();
+  }
+  return numbers;
 }
 
 ColorKind kindOfCount(unsigned components) {
@@ -54,11 +75,20 @@ Result<ImageColorSpace> readSpace(QPDFObjectHandle space, int depth) {
   const std::string family = space.getArrayItem(0).getName();
   if (space.getArrayNItems() == 1) return readSpace(space.getArrayItem(0), depth + 1);
   if (family == "/CalGray" || family == "/CalRGB") {
+    QPDFObjectHandle calibration = space.getArrayItem(1);
+    const auto white = numbersOf<3>(calibration, "/WhitePoint", {0, 0, 0});
     found.profiled = true;
-    return family == "/CalGray" ? direct(ColorKind::grey, 1) : direct(ColorKind::rgb, 3);
+    if (family == "/CalGray") {
+      found.profile = calibratedGrey(white, numberOf(calibration, "/Gamma", 1));
+      return direct(ColorKind::grey, 1);
+    }
+    found.profile = calibratedRgb(white, numbersOf<3>(calibration, "/Gamma", {1, 1, 1}),
+                                  numbersOf<9>(calibration, "/Matrix", {1, 0, 0, 0, 1, 0, 0, 0, 1}));
+    return direct(ColorKind::rgb, 3);
   }
   if (family == "/Lab") {
     found.lab = true;
+    found.labRange = numbersOf<4>(space.getArrayItem(1), "/Range", found.labRange);
     return direct(ColorKind::other, 3);
   }
   if (family == "/ICCBased") {
@@ -290,7 +320,11 @@ Result<ImageSource> readImageSource(QPDFObjectHandle image) {
       for (int i = 0; i < decode.getArrayNItems(); ++i) {
         if (!decode.getArrayItem(i).isNumber()) return Error{ErrorKind::damaged, "Decode array is damaged"};
         source.decode.push_back(decode.getArrayItem(i).getNumericValue());
-        plain = plain && !source.color.lab && source.decode.back() == (i % 2 ? high : 0);
+        double usual = i % 2 ? high : 0;
+        if (source.color.lab && source.color.kind != ColorKind::indexed && i < 6) {
+          usual = i < 2 ? 100.0 * i : source.color.labRange[static_cast<std::size_t>(i) - 2];
+        }
+        plain = plain && source.decode.back() == usual;
       }
       if (source.decode.size() != std::size_t{source.color.components} * 2) {
         return unsupported("Decode array of unusual length");

@@ -2,6 +2,7 @@
 // other.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <qpdf/QPDFObjectHandle.hh>
@@ -21,10 +22,12 @@ struct ImageColorSpace {
   unsigned components = 1;               // of the stored samples
   ColorKind baseKind = ColorKind::grey;  // where kind is indexed: of the palette; otherwise the same as kind
   unsigned baseComponents = 1;
-  Bytes palette;          // indexed: baseComponents bytes a colour
-  bool lab = false;       // samples may be copied only
+  Bytes palette;                                            // indexed: baseComponents bytes a colour
+  bool lab = false;                                         // samples may be copied or converted only
+  std::array<double, 4> labRange = {-100, 100, -100, 100};  // of a* and b*
   bool profiled = false;  // colours pass through an ICC profile or calibration
-  Bytes profile;          // the ICC profile of the (base) space, empty for none
+  // The ICC profile of the (base) space, or one that says what its calibration says; empty for none.
+  Bytes profile;
 };
 
 // Reads a colour space; resources named by the image dictionary must be resolved already. Errors:

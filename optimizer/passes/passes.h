@@ -10,6 +10,7 @@ namespace optimizer {
 std::unique_ptr<Pass> makeFlattenPass();
 std::unique_ptr<Pass> makeClipImagesPass();
 std::unique_ptr<Pass> makeContentPass();
+std::unique_ptr<Pass> makeConvertColorsPass();
 std::unique_ptr<Pass> makeConvertFontsPass();
 std::unique_ptr<Pass> makeImagesPass();
 std::unique_ptr<Pass> makeMergeFontsPass();

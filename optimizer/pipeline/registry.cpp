@@ -11,6 +11,7 @@ bool convertsToCff(const Settings& settings) { return settings.convertToCff; }
 bool removesStandardFonts(const Settings& settings) { return settings.removeStandardFonts; }
 bool mergesFonts(const Settings& settings) { return settings.mergeEmbeddedFonts; }
 bool optimizesResources(const Settings& settings) { return settings.optimizeResources; }
+bool convertsColors(const Settings& settings) { return settings.colorConversion != ColorConversion::none; }
 bool clipsImages(const Settings& settings) { return settings.clipImages; }
 bool reducesColors(const Settings& settings) { return settings.reduceColorComplexity; }
 bool subsetsFonts(const Settings& settings) { return settings.subsetFonts; }
@@ -30,6 +31,7 @@ constexpr PassEntry kPasses[] = {
      makeFlattenPass},
     {"strip", "Removes the parts of the document that the strip bits name.", strips, makeStripPass},
     {"remove images", "Makes every image disappear.", removesImages, makeRemoveImagesPass},
+    {"convert colors", "Converts images to RGB, CMYK or grey.", convertsColors, makeConvertColorsPass},
     {"profiles", "Lets device colour spaces stand for profiles that say the same.", reducesColors, makeProfilesPass},
     {"redundant", "Lets one of equal objects stand for all.", removesRedundant, makeRedundantPass},
     {"fonts-standard", "Takes out embedded copies of the standard fonts.", removesStandardFonts, makeStandardFontsPass},

@@ -1,15 +1,16 @@
 // Optimizes one file from a shell, for tests and measurements of the engine by itself.
 //
-//   optimize_file [--custom] [--strip HEX] [--set NAME]... [--password P] [--threads N] [--trace] IN OUT
+//   optimize_file [--custom] [--strip HEX] [--set NAME]... [--quality N] [--convert N] [--password P]
+//   [--threads N] [--trace] IN OUT
 //
-// The settings are those of the web profile, or with --custom the neutral ones; each --set switches one on (see kSwitches).
-// Exit status: 0 written, 1 refused (the message is on standard error), 2 wrong use.
+// The settings are those of the web profile, or with --custom the neutral ones; each --set switches one on
+// (see kSwitches). Exit status: 0 written, 1 refused (the message is on standard error), 2 wrong use.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
-
 #include <qpdf/Pl_Flate.hh>
+#include <string>
 
 #include "optimizer/base/large_stack.h"
 #include "optimizer/pipeline/optimize.h"
@@ -48,7 +49,8 @@ bool switchOn(Settings& settings, const char* name) {
 
 int wrongUse() {
   std::fprintf(stderr,
-               "usage: optimize_file [--custom] [--strip HEX] [--set NAME]... [--quality N] [--password P] "
+               "usage: optimize_file [--custom] [--strip HEX] [--set NAME]... [--quality N] [--convert N] "
+               "[--password P] "
                "[--threads N] [--trace] IN OUT\n");
   return 2;
 }
@@ -83,6 +85,8 @@ int main(int argc, char** argv) {
     } else if (option == "--quality") {
       settings.imageQuality = std::atoi(value);
       settings.perceptualQuality = false;
+    } else if (option == "--convert") {
+      settings.colorConversion = static_cast<optimizer::ColorConversion>(std::clamp(std::atoi(value), 0, 3));
     } else if (option == "--password") {
       password = value;
     } else if (option == "--threads") {
@@ -102,7 +106,8 @@ int main(int argc, char** argv) {
   });
   if (options.trace) {
     for (const optimizer::PassReport& pass : report.passes()) {
-      for (const std::string& note : pass.notes) std::fprintf(stderr, "%s: %s\n", pass.name.c_str(), note.c_str());
+      for (const std::string& note : pass.notes)
+        std::fprintf(stderr, "%s: %s\n", pass.name.c_str(), note.c_str());
     }
   }
   if (status.ok()) return 0;
