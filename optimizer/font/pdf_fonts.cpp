@@ -162,6 +162,11 @@ class Collector {
 
 std::vector<FontProgram> fontPrograms(Document& document) { return Collector(document.pdf()).collect(); }
 
+bool hasWidthsByName(const FontUser& user) {
+  QPDFObjectHandle holder = user.holder;
+  return !user.composite() && !holder.getKey("/Widths").isArray();
+}
+
 std::string withoutSubsetTag(const std::string& name) {
   const std::string plain = !name.empty() && name[0] == '/' ? name.substr(1) : name;
   if (plain.size() < 8 || plain[6] != '+') return plain;

@@ -43,6 +43,10 @@ struct FontProgram {
 // Every embedded program that the document reaches, in the order of a walk through it. May throw what qpdf throws.
 std::vector<FontProgram> fontPrograms(Document& document);
 
+// True of a simple font without Widths: viewers look them up by its name, as one of the standard 14 (9.6.2.2), so the name
+// must stay as it is.
+bool hasWidthsByName(const FontUser& user);
+
 // BaseFont or FontName without the slash and the six letters of a subset tag.
 std::string withoutSubsetTag(const std::string& name);
 

@@ -4,6 +4,7 @@
 //   1. Programs whose names agree but for the subset tag are candidates.
 //   2. Each is merged into the first one that it agrees with in everything they share (font/merge.h).
 //   3. The union is checked against every program that went into it, and kept where it is smaller than they are together.
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <optional>
@@ -225,6 +226,7 @@ class MergeFontsPass : public Pass {
     std::map<std::pair<ProgramKind, std::string>, std::vector<FontProgram*>> byName;
     for (FontProgram& program : programs) {
       if (!program.usersKnown || program.users.empty()) continue;
+      if (std::any_of(program.users.begin(), program.users.end(), hasWidthsByName)) continue;
       if (program.kind != ProgramKind::cff && program.kind != ProgramKind::trueType) continue;
       const std::string name = plainName(program);
       if (!name.empty()) byName[{program.kind, name}].push_back(&program);

@@ -49,7 +49,7 @@ std::optional<Job> plan(FontProgram& program, const DocumentUsage& usage) {
     const std::string name = subtype.isName() ? subtype.getName() : std::string();
     const bool trueTypeUser = name == "/TrueType" || name == "/CIDFontType2";
     const bool trueTypeProgram = program.kind == ProgramKind::trueType;
-    if (trueTypeUser != trueTypeProgram) return std::nullopt;
+    if (trueTypeUser != trueTypeProgram || hasWidthsByName(user)) return std::nullopt;
     std::optional<font::ShownCodes> shown = shownCodes(user, usage);
     if (!shown) return std::nullopt;
     anyShown = anyShown || !shown->codes.empty();
