@@ -66,7 +66,8 @@ std::optional<font::ShownCodes> shownCodes(const FontUser& user, const DocumentU
     const Result<Bytes> data = decodedStreamData(encoding);
     if (!data.ok() || encoding.getDict().hasKey("/UseCMap")) return std::nullopt;
     shown.toCid = font::readCmapText(*data);
-    if (!shown.toCid) return std::nullopt;
+    // Some producers write bfchar where cidchar belongs, and viewers differ on what that shows.
+    if (!shown.toCid || !shown.toCid->unicode.empty()) return std::nullopt;
   } else if (!encoding.isName() || (encoding.getName() != "/Identity-H" && encoding.getName() != "/Identity-V")) {
     return std::nullopt;
   }

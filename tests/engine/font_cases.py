@@ -151,6 +151,14 @@ def type1_with_accents_and_broken_widths():
                 b'(abbaabba) Tj')
 
 
+@case('CFF')
+def type1_symbol_without_widths():
+    pdf = pikepdf.new()
+    data, lengths = without_segments(type1_file('StandardSymbolsPS'))
+    fd = descriptor(pdf, 'FontFile', data, 4, Length1=lengths[0], Length2=lengths[1], Length3=lengths[2])
+    return page(pdf, Dictionary(Type=Name.Font, Subtype=Name.Type1, BaseFont=Name.Symbol, FontDescriptor=fd), b'[(q)521(q)] TJ')
+
+
 def truetype(flags, content, **entries):
     pdf = pikepdf.new()
     data = TRUETYPE.read_bytes()
@@ -275,6 +283,17 @@ def cid_truetype_with_an_embedded_cmap():
             '/CIDSystemInfo 3 dict dup begin /Registry (Adobe) def /Ordering (Identity) def /Supplement 0 def end def\n'
             '/CMapName /Own def /CMapType 1 def 1 begincodespacerange <0000> <FFFF> endcodespacerange\n'
             '%d begincidchar\n%sendcidchar endcmap end end' % (len(glyphs), lines)).encode()
+    return composite('CIDFontType2', 'FontFile2', TRUETYPE.read_bytes(), 'Text', encoding=cmap,
+                     codes=[0x100 + i for i in range(4)], to_gid=Name.Identity)
+
+
+@case('kept')
+def cid_truetype_with_a_cmap_of_texts():
+    glyphs = [glyph_of(TRUETYPE.read_bytes(), ord(c)) for c in 'Text']
+    lines = ''.join('<%04X> <%04X>\n' % (0x100 + i, g) for i, g in enumerate(glyphs))
+    cmap = ('/CIDInit /ProcSet findresource begin 12 dict begin begincmap\n'
+            '/CMapName /Own def /CMapType 1 def 1 begincodespacerange <0000> <FFFF> endcodespacerange\n'
+            '%d beginbfchar\n%sendbfchar endcmap end end' % (len(glyphs), lines)).encode()
     return composite('CIDFontType2', 'FontFile2', TRUETYPE.read_bytes(), 'Text', encoding=cmap,
                      codes=[0x100 + i for i in range(4)], to_gid=Name.Identity)
 
