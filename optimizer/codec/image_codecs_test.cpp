@@ -138,6 +138,23 @@ TEST(Jpeg, TakesCutDataForDamaged) {
   }
 }
 
+TEST(Jpeg, IsNotDecodedWhereReadersSeeDifferentColours) {
+  Result<EncodedImage> image = encodeJpeg(gradient(40, 40, 3), {.quality = 80, .draft = true});
+  ASSERT_TRUE(image.ok());
+  // The components' names in the frame and scan headers (ITU-T T.81, B.2.2 and B.2.3).
+  Bytes& data = image->data;
+  const auto marker = [&](unsigned char code) {
+    std::size_t at = 2;
+    while (data[at + 1] != code) at += 2 + (std::size_t{data[at + 2]} << 8 | data[at + 3]);
+    return at;
+  };
+  const std::size_t frame = marker(0xC0), scan = marker(0xDA);
+  for (std::size_t i = 0; i < 3; ++i) data[frame + 10 + 3 * i] = data[scan + 5 + 2 * i] = "RGB"[i];
+  EXPECT_FALSE(decodeJpeg(data).ok());
+  EXPECT_TRUE(decodeJpeg(data, 0).ok());
+  EXPECT_TRUE(decodeJpeg(data, 1).ok());
+}
+
 TEST(Jpx, IsLosslessWithoutALimit) {
   for (unsigned channels : {1u, 3u}) {
     const Pixels pixels = gradient(75, 60, channels);

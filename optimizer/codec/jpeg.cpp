@@ -139,6 +139,12 @@ Result<JpegInfo> checkedInfo(Decompressor& jpeg) {
   return found;
 }
 
+// Component names that spell RGB, without any marker: some readers take them at their word, others see YCbCr.
+bool leavesColorOpen(const jpeg_decompress_struct& info, std::optional<int> colorTransform) {
+  return info.num_components == 3 && info.jpeg_color_space == JCS_RGB && !info.saw_Adobe_marker &&
+         !colorTransform;
+}
+
 // ISO 32000-1, Table 13: the Adobe marker decides, else /ColorTransform, else the library's own guess.
 void chooseColor(jpeg_decompress_struct& info, std::optional<int> colorTransform) {
   if (info.num_components == 3) {
@@ -310,6 +316,8 @@ Result<Pixels> decodeJpeg(ByteView data, std::optional<int> colorTransform) {
   Decompressor jpeg(data);
   Result<JpegInfo> info = checkedInfo(jpeg);
   if (!info) return info.error();
+  if (leavesColorOpen(jpeg.info, colorTransform))
+    return Error{ErrorKind::unsupported, "JPEG with its colours left open"};
   chooseColor(jpeg.info, colorTransform);
   const ColorKind kind = info->components == 1   ? ColorKind::grey
                          : info->components == 3 ? ColorKind::rgb
