@@ -13,9 +13,10 @@ bool isRegular(char c) {
          static_cast<unsigned char>(c) > ' ';
 }
 
-// Keeps tokens apart that would otherwise be read as one.
+// Keeps tokens apart that would otherwise be read as one. A solidus at the end is a name without characters.
 void appendToken(std::string& out, const std::string& token) {
-  if (!out.empty() && !token.empty() && isRegular(out.back()) && isRegular(token.front())) out += ' ';
+  const bool open = !out.empty() && (isRegular(out.back()) || out.back() == '/');
+  if (open && !token.empty() && isRegular(token.front())) out += ' ';
   out += token;
 }
 

@@ -146,6 +146,16 @@ TEST(Compact, KeepsTokensApartOnlyWhereTheyWouldRunTogether) {
   EXPECT_EQ(out, "<</A 1/B[1 -2 .5 true null/N(s)<</X/Y>>]/D/E/F#20G[[]/Z]>>");
 }
 
+TEST(Compact, KeepsNamesWithoutCharactersApart) {
+  const QPDFObjectHandle empty = QPDFObjectHandle::newName("/"), number = QPDFObjectHandle::newInteger(44);
+  QPDFObjectHandle value = QPDFObjectHandle::newDictionary();
+  value.replaceKey("/", QPDFObjectHandle::newInteger(11));
+  value.replaceKey("/A", QPDFObjectHandle::newArray({empty, number, empty, QPDFObjectHandle::newName("/B")}));
+  std::string out;
+  appendCompact(out, value, [](const QPDFObjectHandle&) { return 0; });
+  EXPECT_EQ(out, "<</ 11/A[/ 44//B]>>");
+}
+
 TEST(BitWriter, WritesMostSignificantBitsFirst) {
   BitWriter out;
   out.put(1, 1);
