@@ -22,6 +22,17 @@ void Identity::addTree(QPDFObjectHandle node, const char* childKey, int depth) {
   }
 }
 
+// Some viewers tell layers apart by comparing their entries, so those must not become the same objects either.
+void Identity::addWithParts(QPDFObjectHandle object, int depth) {
+  if (depth > 3) return;
+  add(object);
+  if (object.isDictionary()) {
+    for (const auto& [key, value] : object.getDictAsMap()) addWithParts(value, depth + 1);
+  } else if (object.isArray()) {
+    for (const QPDFObjectHandle& item : object.getArrayAsVector()) addWithParts(item, depth + 1);
+  }
+}
+
 // Outline items: a list of siblings under each.
 void Identity::addChain(QPDFObjectHandle item, int depth) {
   while (item.isDictionary() && item.isIndirect() && depth <= limits::kNesting &&
@@ -60,7 +71,7 @@ Identity::Identity(QPDF& pdf) {
   }
   QPDFObjectHandle layers = root.getKey("/OCProperties");
   if (layers.isDictionary() && layers.getKey("/OCGs").isArray()) {
-    for (const QPDFObjectHandle& group : layers.getKey("/OCGs").getArrayAsVector()) add(group);
+    for (const QPDFObjectHandle& group : layers.getKey("/OCGs").getArrayAsVector()) addWithParts(group, 0);
   }
   QPDFObjectHandle threads = root.getKey("/Threads");
   if (threads.isArray()) {

@@ -9,7 +9,7 @@
 namespace optimizer {
 
 // The objects of a document whose identity matters: catalog, information, pages and page-tree nodes, annotations, form
-// fields and signatures, structure elements, optional-content groups, outline items, article threads and beads. Found
+// fields and signatures, structure elements, optional-content groups and what they are made of, outline items, article threads and beads. Found
 // by following the structures that hold them, and once more by the entries that only such objects have.
 class Identity {
  public:
@@ -22,6 +22,7 @@ class Identity {
  private:
   void addTree(QPDFObjectHandle node, const char* childKey, int depth);
   void addChain(QPDFObjectHandle item, int depth);
+  void addWithParts(QPDFObjectHandle object, int depth);
   void add(QPDFObjectHandle object);
 
   std::set<QPDFObjGen> objects_;

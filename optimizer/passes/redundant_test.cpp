@@ -53,9 +53,12 @@ TEST(RedundantPass, KeepsObjectsApartWhoseIdentityMatters) {
   PdfBuilder builder;
   const char* annotation = "<< /Subtype /Link /Rect [0 0 9 9] /A << /S /URI /URI (http://example.org) >> >>";
   const int link1 = builder.addObject(annotation), link2 = builder.addObject(annotation);
-  const int layer1 = builder.addObject("<< /Type /OCG /Name (Layer) >>");
-  const int layer2 = builder.addObject("<< /Type /OCG /Name (Layer) >>");
-  const int element1 = builder.addObject("<< /S /P /K 0 >>"), element2 = builder.addObject("<< /S /P /K 0 >>");
+  const int intent1 = builder.addObject("[ /View /Design ]"),
+            intent2 = builder.addObject("[ /View /Design ]");
+  const int layer1 = builder.addObject("<< /Type /OCG /Name (Layer) /Intent " + ref(intent1) + " >>");
+  const int layer2 = builder.addObject("<< /Type /OCG /Name (Layer) /Intent " + ref(intent2) + " >>");
+  const int element1 = builder.addObject("<< /S /P /K 0 >>"),
+            element2 = builder.addObject("<< /S /P /K 0 >>");
   const int field1 = builder.addObject("<< /FT /Tx >>"), field2 = builder.addObject("<< /FT /Tx >>");
   builder.addPage("", "<< >>", "/Annots [ " + ref(link1) + " " + ref(link2) + " ]");
   builder.addPage("");
@@ -69,7 +72,10 @@ TEST(RedundantPass, KeepsObjectsApartWhoseIdentityMatters) {
     return pair.getArrayItem(0).getObjGen() != pair.getArrayItem(1).getObjGen();
   };
   EXPECT_TRUE(differ(QPDFObjectHandle(document->pages()[0]).getKey("/Annots")));
-  EXPECT_TRUE(differ(root.getKey("/OCProperties").getKey("/OCGs")));
+  QPDFObjectHandle layers = root.getKey("/OCProperties").getKey("/OCGs");
+  EXPECT_TRUE(differ(layers));
+  EXPECT_NE(layers.getArrayItem(0).getKey("/Intent").getObjGen(),
+            layers.getArrayItem(1).getKey("/Intent").getObjGen());
   EXPECT_TRUE(differ(root.getKey("/StructTreeRoot").getKey("/K")));
   EXPECT_TRUE(differ(root.getKey("/AcroForm").getKey("/Fields")));
   EXPECT_EQ(document->pages().size(), 2u);
