@@ -312,9 +312,12 @@ void Interpreter::execute(const Instruction& in, Frame& frame) {
       }
       break;
     case Op::beginInlineImage: {
-      const std::size_t at = inlineImageValue(in, "CS", "ColorSpace");
-      if (at < in.operands.size() && in.operands[at].isName()) {
-        useColorSpace(in.operands[at], frame);
+      // Where both keys are there, viewers disagree on which one counts.
+      for (const std::string_view key : {"CS", "ColorSpace"}) {
+        const std::size_t at = inlineImageValue(in, key, key);
+        if (at < in.operands.size() && in.operands[at].isName()) {
+          useColorSpace(in.operands[at], frame);
+        }
       }
       break;
     }

@@ -56,6 +56,17 @@ TEST(ResourcesPass, holdersWhoseContentIsNotReadKeepAll) {
   EXPECT_THAT(document->pdf().getObject(fonts, 0).getKeys(), UnorderedElementsAre("/A", "/B"));
 }
 
+TEST(ResourcesPass, colourSpacesOfInlineImagesStayUnderEitherKey) {
+  PdfBuilder pdf;
+  const std::string space = PdfBuilder::ref(pdf.addObject("[ /CalGray << /WhitePoint [ 1 1 1 ] >> ]"));
+  pdf.addPage("BI /W 1 /H 1 /BPC 8 /CS /A /ColorSpace /B ID x\nEI",
+              "<< /ColorSpace << /A " + space + " /B " + space + " /C " + space + " >> >>");
+  auto document = pdf.open();
+  runPass(*document, makeResourcesPass());
+  QPDFObjectHandle page = document->pages()[0];
+  EXPECT_THAT(page.getKey("/Resources").getKey("/ColorSpace").getKeys(), UnorderedElementsAre("/A", "/B"));
+}
+
 TEST(ResourcesPass, unreadableContentKeepsAll) {
   PdfBuilder pdf;
   const std::string form = PdfBuilder::ref(pdf.addStream(kForm, "0 0 1 1 re f"));
