@@ -226,6 +226,12 @@ TEST(Recode, DropsAMaskThatHidesNothing) {
   EXPECT_TRUE(image->opaqueMask);
 }
 
+TEST(Recode, LeavesAMaskAloneThatIsNoStencil) {
+  ImageJob job = jobOf(photo(100, 100), 300);
+  job.role = ImageRole::stencil;
+  EXPECT_FALSE(recodeImage(job, webSettings()).has_value());
+}
+
 TEST(Recode, LeavesDamagedDataAlone) {
   ImageJob job = jobOf(photo(100, 100), 300);
   job.source.data.resize(500);

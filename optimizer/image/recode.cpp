@@ -310,10 +310,13 @@ std::optional<RecodedImage> Recoding::run() {
   const ImageSource& source = job_.source;
   // A Decode array that scales the samples rounds them, and each viewer in its own way.
   const bool scaled = !source.plainDecode() && !source.invertedDecode();
-  const bool untouchable = source.colorKeyMask || source.color.lab || source.jpxAlpha ||
+  // Palettes of spot colours: viewers that show them alike differ once the colours are samples of their own.
+  const bool spotPalette = source.color.kind == ColorKind::indexed && source.color.baseKind == ColorKind::other;
+  const bool untouchable = source.colorKeyMask || source.color.lab || source.jpxAlpha || spotPalette ||
                            (scaled && (!lossyAllowed() || source.color.kind == ColorKind::indexed));
   if (job_.role == ImageRole::softMask && sampled() && source.color.kind != ColorKind::grey)
     return std::nullopt;
+  if (job_.role == ImageRole::stencil && !source.stencil) return std::nullopt;
   if (untouchable || source.coding == ImageCoding::jpeg || job_.losslessOnly || job_.preblended ||
       source.color.kind == ColorKind::other ||
       (!settings_.reduceColorComplexity && settings_.imageQuality >= 100) || source.bits == 16) {

@@ -333,6 +333,11 @@ Result<ImageSource> readImageSource(QPDFObjectHandle image) {
     }
     QPDFObjectHandle mask = dictionary.getKey("/Mask");
     source.colorKeyMask = mask.isArray();
+    if (mask.isStream()) {
+      // Viewers make of such a mask what they like.
+      QPDFObjectHandle maskIsStencil = mask.getDict().getKey("/ImageMask");
+      if (!maskIsStencil.isBool() || !maskIsStencil.getBoolValue()) return unsupported("mask that is no stencil");
+    }
     source.jpxAlpha = integerOf(dictionary, "/SMaskInData", 0) != 0;
     QPDFObjectHandle softMask = dictionary.getKey("/SMask");
     source.matte =
