@@ -6,7 +6,7 @@ usage: bench/beside.py FOLDER [--out bench/results/NAME] [--only REGEX] [--tools
 Every tool works on a file before the next file starts, so that ratios hold on a noisy machine. Then each result is judged by
 other programs: qpdf --check, page count, words (pdftotext), look (SSIM of up to three pages at 100 dpi, pdftoppm). A result that is
 not smaller, is damaged, loses words or looks different (lowest SSIM under 0.95) counts as the input: nothing was gained.
-Writes rows.tsv, summary.md and two plots (SVG) into the output folder, and prints the summary.
+Writes rows.tsv, summary.md and plots (SVG) into the output folder, and prints the summary.
 """
 import argparse
 import collections
@@ -28,6 +28,7 @@ from PIL import Image
 
 Image.MAX_IMAGE_PIXELS = None
 ROOT = pathlib.Path(__file__).resolve().parent.parent
+BUILD = pathlib.Path(os.environ.get('KELV_BUILD', ROOT / 'build'))
 LOOK, WORDS = 0.95, 0.99
 GS = 'gs -q -dNOPAUSE -dBATCH -sDEVICE=pdfwrite -dCompatibilityLevel=1.7 -dPDFSETTINGS=/{} -sOutputFile={{out}} {{in}}'
 TOOLS = {
@@ -49,7 +50,7 @@ def timed(command, env=None, limit=600):
         except subprocess.TimeoutExpired:
             return limit, limit, 0.0
         wall = time.monotonic() - start
-        user, system, kilobytes = (usage.read().split() + ['0', '0', '0'])[-3:]
+        user, system, kilobytes = (usage.read().split() + ['0', '0', '0'])[:3]
     return wall, float(user) + float(system), float(kilobytes) / 1024
 
 
@@ -60,10 +61,10 @@ class World:
         self.env = dict(os.environ, HOME=folder, XDG_CONFIG_HOME=f'{folder}/config', XDG_DATA_HOME=f'{folder}/data', TMPDIR=f'{folder}/tmp', PWD=folder)
         for name in ('config', 'data', 'tmp'):
             os.makedirs(f'{folder}/{name}', exist_ok=True)
-        subprocess.run([ROOT / 'build/bin/kelvara', 'grant', '/'], env=self.env, check=True, stdout=subprocess.DEVNULL)
+        subprocess.run([BUILD / 'bin/kelvara', 'grant', '/'], env=self.env, check=True, stdout=subprocess.DEVNULL)
 
     def command(self, source, target, profile):
-        return [str(ROOT / 'build/bin/kelv'), source, '--output', target] + (['--profile', profile] if profile else [])
+        return [str(BUILD / 'bin/kelv'), source, '--output', target] + (['--profile', profile] if profile else [])
 
 
 def output(command):
@@ -160,16 +161,33 @@ def measure(files, tools, profile, folder):
 
 
 def summarize(rows, tools):
+    """A table of the tools, and the same figures by name for the plots."""
     before = sum(r['before'] for r in rows if r['tool'] == tools[0])
-    lines = ['| tool | bytes left | seconds | peak MB | damaged | words lost | look lost |', '| --- | --- | --- | --- | --- | --- | --- |']
-    totals = {}
+    lines = ['| tool | bytes left | lowest page SSIM, mean | seconds | CPU seconds | peak MB | damaged | words lost | look lost |', '| --- |' + ' ---: |' * 8]
+    figures = {}
     for tool in tools:
         mine = [r for r in rows if r['tool'] == tool]
         wrong = collections.Counter(r['verdict'] for r in mine)
-        totals[tool] = (sum(r['counted'] for r in mine) / before, sum(float(r['wall']) for r in mine))
-        lines.append(f'| {tool} | {totals[tool][0]:.3f} | {totals[tool][1]:.1f} | {max(float(r["memory"]) for r in mine):.0f} | '
+        figures[tool] = {
+            'size': sum(r['counted'] for r in mine) / before,
+            'look': sum(float(r['ssim']) for r in mine) / len(mine),
+            'time': sum(float(r['wall']) for r in mine),
+            'memory': max(float(r['memory']) for r in mine),
+            'defects': wrong['damaged'] + wrong['pages'] + wrong['words'] + wrong['look'],
+        }
+        f = figures[tool]
+        lines.append(f'| {tool} | {f["size"]:.3f} | {f["look"]:.4f} | {f["time"]:.1f} | {sum(float(r["cpu"]) for r in mine):.1f} | {f["memory"]:.0f} | '
                      f'{wrong["damaged"] + wrong["pages"]} | {wrong["words"]} | {wrong["look"]} |')
-    return lines, totals
+    return lines, figures
+
+
+PLOTS = {
+    'size': ('Bytes left (results that keep look and words)', ''),
+    'look': ('Look: SSIM of the lowest page, mean of all files', ''),
+    'time': ('Seconds for all files', ' s'),
+    'memory': ('Peak memory', ' MB'),
+    'defects': ('Results that are damaged or lose words or look', ''),
+}
 
 
 def plot(title, values, unit):
@@ -181,12 +199,26 @@ def plot(title, values, unit):
                     f'<rect x="100" y="{y}" width="{400 * value / top:.1f}" height="20" fill="{"#2a7" if name == "kelv" else "#999"}"/>'
                     f'<text x="{106 + 400 * value / top:.1f}" y="{y + 15}">{value:.3g}{unit}</text>')
     return (f'<svg xmlns="http://www.w3.org/2000/svg" width="600" height="{60 + 28 * len(values)}" font-family="sans-serif" font-size="13">'
-            f'<text x="10" y="22" font-size="15">{title}</text>{"".join(rows)}</svg>\n')
+            f'<rect width="100%" height="100%" fill="white"/><text x="10" y="22" font-size="15">{title}</text>{"".join(rows)}</svg>\n')
 
 
 def machine():
     model = re.search(r'model name\s*:\s*(.*)', pathlib.Path('/proc/cpuinfo').read_text())
-    return f'{os.cpu_count()} processors ({model.group(1) if model else platform.machine()}), {platform.system()} {platform.release()}'
+    load = os.getloadavg()[0]
+    return (f'{os.cpu_count()} processors ({model.group(1) if model else platform.machine()}), {platform.system()} {platform.release()}, '
+            f'load {load:.1f} at the end')
+
+
+def versions(tools):
+    """What each tool says that it is."""
+    asked = {'kelv': [str(BUILD / 'bin/kelvara'), '--version'], 'gs': ['gs', '--version'], 'qpdf': ['qpdf', '--version'], 'mutool': ['mutool', '-v']}
+    found = []
+    for name, command in asked.items():
+        if any(tool.split('-')[0] == name for tool in tools):
+            said = subprocess.run(command, capture_output=True, text=True)
+            number = re.search(r'\d+(\.\d+)+', said.stdout + said.stderr)
+            found.append(f'{name} {number.group() if number else "?"}')
+    return ', '.join(found)
 
 
 def main():
@@ -198,15 +230,15 @@ def main():
     parser.add_argument('--profile')
     args = parser.parse_args()
     tools = args.tools.split(',')
-    files = sorted(p for p in args.folder.rglob('*.pdf') if re.search(args.only, p.name))
+    files = sorted(p for p in args.folder.resolve().rglob('*.pdf') if re.search(args.only, p.name))
     if not files or not set(tools) <= set(TOOLS):
         parser.error('no PDFs in that folder' if not files else f'the tools are {", ".join(TOOLS)}')
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     with tempfile.TemporaryDirectory() as folder:
         rows = measure(files, tools, args.profile and os.path.abspath(args.profile), folder)
-    lines, totals = summarize(rows, tools)
+    lines, figures = summarize(rows, tools)
     today = datetime.date.today().isoformat()
-    lines = [f'{len(files)} files, {today}, {machine()}', ''] + lines
+    lines = [f'{len(files)} files, {today}, {machine()}; {versions(tools)}', ''] + lines
     print('\n'.join(lines))
     if args.out:
         args.out.mkdir(parents=True, exist_ok=True)
@@ -215,8 +247,8 @@ def main():
             table.writeheader()
             table.writerows(rows)
         (args.out / 'summary.md').write_text('\n'.join(lines) + '\n')
-        (args.out / 'size.svg').write_text(plot('Bytes left (results that keep look and words)', {t: v[0] for t, v in totals.items()}, ''))
-        (args.out / 'time.svg').write_text(plot('Seconds for all files', {t: v[1] for t, v in totals.items()}, ' s'))
+        for name, (title, unit) in PLOTS.items():
+            (args.out / f'{name}.svg').write_text(plot(title, {tool: figures[tool][name] for tool in tools}, unit))
 
 
 if __name__ == '__main__':
