@@ -72,6 +72,7 @@ std::uint32_t ObjectGraph::add(QPDFObjectHandle object) {
     GraphNode node;
     node.object = object;
     node.isStream = object.isStream();
+    node.ofTypePage = object.isDictionaryOfType("/Page");
     node.kind = node.isStream ? "" : kindOf(object);
     nodes_.push_back(std::move(node));
   }

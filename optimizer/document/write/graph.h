@@ -16,6 +16,7 @@ struct GraphNode {
   std::vector<std::uint32_t> references;  // without a page's Parent and Thumb
   bool isStream = false;
   int page = -1;       // index of the page that the object is
+  bool ofTypePage = false;  // a page, or one that is in the page tree no more
   std::string kind;    // Type and Subtype, or the keys; equal objects of one kind look alike
 };
 

@@ -53,7 +53,7 @@ class Walker {
     ++walk_;
     stack_.clear();
     for (std::uint32_t start : starts) {
-      if (!startIsPage && graph_.nodes()[start].page >= 0) continue;
+      if (!startIsPage && isPage(start)) continue;
       if (seen_[start] == walk_) continue;
       seen_[start] = walk_;
       stack_.push_back(start);
@@ -66,7 +66,7 @@ class Walker {
       steps_ += node.references.size() + 1;
       if (steps_ > kSteps) return false;
       for (std::uint32_t next : node.references) {
-        if (seen_[next] == walk_ || graph_.nodes()[next].page >= 0) continue;
+        if (seen_[next] == walk_ || isPage(next)) continue;
         seen_[next] = walk_;
         stack_.push_back(next);
       }
@@ -76,6 +76,9 @@ class Walker {
 
  private:
   const ObjectGraph& graph_;
+  // Readers that check the hints stop at everything that says it is a page, whether it is one or not.
+  bool isPage(std::uint32_t index) const { return graph_.nodes()[index].page >= 0 || graph_.nodes()[index].ofTypePage; }
+
   std::vector<std::uint32_t> seen_, stack_;
   std::uint32_t walk_ = 0;
   std::uint64_t steps_ = 0;

@@ -108,6 +108,17 @@ INSTANTIATE_TEST_SUITE_P(
                                                        "/N /NextPage >> /ViewerPreferences << >>", true, false}),
     [](const auto& info) { return info.param.name; });
 
+TEST(WritePdfOnce, KeepsPagesOutsideThePageTreeApart) {
+  PdfBuilder builder;
+  const int contents = builder.addStream("", "0 0 1 1 re f");
+  const int stray = builder.addObject("<< /Type /Page /Contents " + ref(contents) + " >>");
+  const int link = builder.addObject("<< /Subtype /Link /Rect [ 0 0 9 9 ] /P " + ref(stray) + " >>");
+  for (int i = 0; i < 3; ++i) builder.addPage("0 0 9 9 re f", "<< >>", i == 0 ? "/Annots [ " + ref(link) + " ]" : "");
+  builder.addToCatalog("/OpenAction [ " + ref(stray) + " /Fit ]");
+  const auto document = builder.open();
+  EXPECT_EQ(problemsOf(writtenBy(*document, true), 3, true), "");
+}
+
 TEST(WritePdfOnce, GivesTheSameBytesForAnyNumberOfThreads) {
   const DocumentCase many{"many", 200, "/Outlines %O", true, false};
   WorkerPool three(3);
