@@ -19,6 +19,7 @@ struct Context {
   std::ostream& err;
   std::string baseFolder;  // what relative paths count from
   bool color = false;      // on a terminal, unless NO_COLOR is set
+  bool progress = false;   // err is a terminal
 };
 
 struct Option {

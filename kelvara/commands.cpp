@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "kelvara/access.h"
+#include "kelvara/audit.h"
 #include "kelvara/command.h"
 #include "kelvara/profile_commands.h"
 #include "kelvara/profile_editing.h"
@@ -65,6 +66,29 @@ std::vector<Command> makeCommands() {
        0,
        0,
        showStatistics},
+      {"audit",
+       "FILE.pdf...",
+       "Show where the bytes of PDF files are",
+       "Images by coding and by the resolution at which pages show them, fonts by kind, content, structure, "
+       "metadata,\n"
+       "attachments, and what nothing refers to any more; it adds up to the file's size. With --profile also "
+       "what would be\n"
+       "left of each: the engine does its work on a copy among the temporary files and throws it away. The "
+       "profile is a\n"
+       "ready one, a file, default for what kelv does without a profile, or all for every ready one beside "
+       "each other.\n"
+       "The exit status is 1 when a file could not be read.",
+       {{"--profile", "NAME|default|all|FILE.kelvcp", "say what this profile would save"},
+        {"--html", "FILE.html", "write a page with a treemap for the browser instead of text"},
+        json,
+        {"--password", "TEXT", "opens encrypted files"}},
+       {{"kelvara audit report.pdf", "a table"},
+        {"kelvara audit report.pdf --profile web", "what the profile web would save, and where"},
+        {"kelvara audit *.pdf --profile all --html audit.html", "a page to look around in"},
+        {"kelvara audit report.pdf --json | jq '.files[0].items[0]'", "the largest stream"}},
+       1,
+       anyNumber,
+       auditFiles},
       {"profile list",
        "",
        "List the ready profiles",

@@ -26,7 +26,8 @@ int main(int argc, char** argv) {
   const char* noColor = std::getenv("NO_COLOR");
   const bool color =
       isatty(STDOUT_FILENO) == 1 && isatty(STDERR_FILENO) == 1 && (noColor == nullptr || *noColor == '\0');
-  kelvara::Context context{platform::systemServices(), std::cout, std::cerr, workingDirectory(), color};
+  kelvara::Context context{platform::systemServices(), std::cout, std::cerr,
+                           workingDirectory(),         color,     isatty(STDERR_FILENO) == 1};
   const kelvara::ExitStatus status = kelvara::run(std::vector<std::string>(argv + 1, argv + argc), context);
   std::cout.flush();
   if (status == kelvara::exitOk && !std::cout) {
