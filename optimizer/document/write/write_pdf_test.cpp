@@ -114,7 +114,6 @@ TEST(WritePdfOnce, KeepsPagesOutsideThePageTreeApart) {
   const int stray = builder.addObject("<< /Type /Page /Contents " + ref(contents) + " >>");
   const int link = builder.addObject("<< /Subtype /Link /Rect [ 0 0 9 9 ] /P " + ref(stray) + " >>");
   for (int i = 0; i < 3; ++i) builder.addPage("0 0 9 9 re f", "<< >>", i == 0 ? "/Annots [ " + ref(link) + " ]" : "");
-  builder.addToCatalog("/OpenAction [ " + ref(stray) + " /Fit ]");
   const auto document = builder.open();
   EXPECT_EQ(problemsOf(writtenBy(*document, true), 3, true), "");
 }
