@@ -61,6 +61,15 @@ class Fingerprint {
   std::uint64_t a_ = 0xCBF29CE484222325u, b_ = 0x6A09E667F3BCC908u;
 };
 
+// The hint table of the outline names its first object, so the outline has to be one (ISO 32000-1, F.4.5).
+void makeOutlineAnObject(Document& document) {
+  QPDFObjectHandle root = document.pdf().getRoot();
+  QPDFObjectHandle outline = root.getKey("/Outlines");
+  if (outline.isDictionary() && !outline.isIndirect()) {
+    root.replaceKey("/Outlines", document.pdf().makeIndirectObject(outline));
+  }
+}
+
 void moveLargePageValues(Document& document) {
   // Values that several pages have alike are kept once.
   std::map<std::string, QPDFObjectHandle> known;
@@ -448,7 +457,10 @@ class Writer {
 
 Status writePdf(Document& document, bool linearize, WorkerPool* pool, const ByteSink& sink) {
   return withoutExceptions("The PDF cannot be written", [&]() -> Status {
-    if (linearize) moveLargePageValues(document);
+    if (linearize) {
+      makeOutlineAnObject(document);
+      moveLargePageValues(document);
+    }
     return Writer(document, linearize, pool, sink).write();
   });
 }

@@ -58,7 +58,7 @@ std::string problemsOf(const std::string& bytes, std::size_t pages, bool lineari
 struct DocumentCase {
   const char* name;
   std::size_t pages;
-  std::string catalog;      // entries; %O stands for an outline, %F for a form
+  std::string catalog;      // entries; %O stands for an outline, %I for its item
   bool sharedFonts;
   bool thumbnails;
 };
@@ -82,6 +82,7 @@ std::unique_ptr<Document> documentOf(const DocumentCase& c) {
   }
   std::string catalog = c.catalog;
   if (const std::size_t at = catalog.find("%O"); at != std::string::npos) catalog.replace(at, 2, ref(outline));
+  for (std::size_t at; (at = catalog.find("%I")) != std::string::npos;) catalog.replace(at, 2, ref(item));
   builder.addToCatalog(catalog);
   return builder.open();
 }
@@ -103,6 +104,7 @@ INSTANTIATE_TEST_SUITE_P(
                       DocumentCase{"manyPages", 300, "/PageLabels << /Nums [ 0 << /S /r >> ] >>", true, false},
                       DocumentCase{"outlineAtTheEnd", 4, "/Outlines %O", true, false},
                       DocumentCase{"outlineOpen", 4, "/Outlines %O /PageMode /UseOutlines", true, false},
+                      DocumentCase{"outlineInTheCatalog", 4, "/Outlines << /First %I /Last %I /Count 1 >>", true, false},
                       DocumentCase{"thumbnails", 4, "", true, true},
                       DocumentCase{"formAndAction", 3, "/AcroForm << /Fields [ ] /DR << >> >> /OpenAction << /S /Named "
                                                        "/N /NextPage >> /ViewerPreferences << >>", true, false}),
