@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <vector>
 
+#include "optimizer/document/free_text.h"
+
 namespace optimizer {
 namespace {
 
@@ -179,9 +181,35 @@ std::string shape(QPDFObjectHandle annotation, const std::string& kind) {
   return out + close + (strokes && !fill.empty() ? "B\n" : strokes ? "S\n" : "f\n");
 }
 
+// A box in the colour C with a border in that of the text, the text in it, and the line that leads to what it is about.
+void freeText(QPDFObjectHandle annotation, QPDFObjectHandle fonts, DrawnAppearance& drawn) {
+  const TextStyle style = textStyleOf(annotation, fonts);
+  const Border border = borderOf(annotation);
+  const double width = std::clamp(border.width, 0.0, 100.0);
+  Rect r = rectOf(annotation);
+  const std::vector<double> inset = numbersOf(annotation.getKey("/RD"));
+  if (inset.size() == 4) r = {r.left + inset[0], r.bottom + inset[1], r.right - inset[2], r.top - inset[3]};
+  const std::string fill = color(annotation.getKey("/C"), false);
+  if (!fill.empty() || width > 0) {
+    drawn.content = fill + style.lineColor + numbers({width}, "w") + border.dash +
+                    numbers({r.left + width / 2, r.bottom + width / 2, r.right - r.left - width, r.top - r.bottom - width}, "re") +
+                    (fill.empty() ? "S\n" : width > 0 ? "B\n" : "f\n");
+  }
+  const std::vector<double> callout = numbersOf(annotation.getKey("/CL"));
+  if (width > 0 && (callout.size() == 4 || callout.size() == 6)) drawn.content += path(callout) + "S\n";
+  QPDFObjectHandle contents = annotation.getKey("/Contents");
+  if (!contents.isString()) return;
+  const double margin = std::max(2 * width, 2.0);
+  const std::string text = textInBox(contents.getUTF8Value(), style, r.left + margin, r.bottom + margin,
+                                     r.right - r.left - 2 * margin, r.top - r.bottom - 2 * margin);
+  if (text.empty()) return;
+  drawn.content += text;
+  drawn.fonts = fontResource(style);
+}
+
 }  // namespace
 
-DrawnAppearance drawAnnotation(QPDFObjectHandle annotation) {
+DrawnAppearance drawAnnotation(QPDFObjectHandle annotation, QPDFObjectHandle fonts) {
   DrawnAppearance drawn;
   QPDFObjectHandle subtype = annotation.getKey("/Subtype");
   if (!subtype.isName()) return drawn;
@@ -196,6 +224,8 @@ DrawnAppearance drawAnnotation(QPDFObjectHandle annotation) {
   } else if (kind == "/Square" || kind == "/Circle" || kind == "/Line" || kind == "/Polygon" || kind == "/PolyLine" ||
              kind == "/Ink") {
     drawn.content = shape(annotation, kind);
+  } else if (kind == "/FreeText") {
+    freeText(annotation, fonts, drawn);
   }
   return drawn;
 }

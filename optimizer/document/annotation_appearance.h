@@ -11,11 +11,12 @@ struct DrawnAppearance {
   std::string content;  // operators in the page's default user space; "" where nothing shows
   double opacity = 1;
   bool multiply = false;  // blended over the page as a highlighter is
+  std::string fonts;      // the Font resources that content uses, as PDF syntax; "" for none
 };
 
-// For links (their border), highlights, underlines, squiggles, strike-outs, squares, circles, lines, polygons, polylines
-// and ink. Other kinds show nothing without an appearance of their own, or an icon of the viewer's choosing, which is
+// For links (their border), highlights, underlines, squiggles, strike-outs, squares, circles, lines, polygons, polylines,
+// ink and free text (Latin letters in a standard font; fonts: the Font resources of the form, or null). Other kinds show nothing without an appearance of their own, or an icon of the viewer's choosing, which is
 // no part of the document.
-DrawnAppearance drawAnnotation(QPDFObjectHandle annotation);
+DrawnAppearance drawAnnotation(QPDFObjectHandle annotation, QPDFObjectHandle fonts);
 
 }  // namespace optimizer

@@ -142,7 +142,11 @@ class Flattener {
   }
 
   QPDFObjectHandle drawn(QPDFObjectHandle annotation) {
-    const DrawnAppearance drawing = drawAnnotation(annotation);
+    QPDFObjectHandle fonts = pdf_.getRoot();
+    for (const char* key : {"/AcroForm", "/DR", "/Font"}) {
+      fonts = fonts.isDictionary() ? fonts.getKey(key) : QPDFObjectHandle::newNull();
+    }
+    const DrawnAppearance drawing = drawAnnotation(annotation, fonts);
     if (drawing.content.empty()) return QPDFObjectHandle::newNull();
     QPDFObjectHandle form = QPDFObjectHandle::newStream(&pdf_);
     QPDFObjectHandle dictionary = form.getDict();
@@ -151,16 +155,19 @@ class Flattener {
     // Lines may reach beyond the annotation's rectangle, which is no clip for what viewers draw themselves.
     dictionary.replaceKey("/BBox", QPDFObjectHandle::parse("[-32768 -32768 32767 32767]"));
     std::string content = drawing.content;
+    QPDFObjectHandle resources = QPDFObjectHandle::newDictionary();
+    if (!drawing.fonts.empty()) resources.replaceKey("/Font", QPDFObjectHandle::parse(&pdf_, drawing.fonts));
     if (drawing.opacity < 1 || drawing.multiply) {
       QPDFObjectHandle state = QPDFObjectHandle::newDictionary();
       state.replaceKey("/CA", QPDFObjectHandle::newReal(drawing.opacity, 4));
       state.replaceKey("/ca", QPDFObjectHandle::newReal(drawing.opacity, 4));
       if (drawing.multiply) state.replaceKey("/BM", QPDFObjectHandle::newName("/Multiply"));
-      QPDFObjectHandle resources = QPDFObjectHandle::parse("<< /ExtGState << >> >>");
-      resources.getKey("/ExtGState").replaceKey("/G", state);
-      dictionary.replaceKey("/Resources", resources);
+      QPDFObjectHandle states = QPDFObjectHandle::newDictionary();
+      states.replaceKey("/G", state);
+      resources.replaceKey("/ExtGState", states);
       content = "/G gs\n" + content;
     }
+    if (!resources.getKeys().empty()) dictionary.replaceKey("/Resources", resources);
     setStreamData(form, Bytes(content.begin(), content.end()), QPDFObjectHandle::newNull(),
                   QPDFObjectHandle::newNull());
     return form;
