@@ -30,6 +30,8 @@ namespace {
 // stays as it is.
 constexpr std::size_t kBatchBytes = std::size_t{32} << 20;
 constexpr std::size_t kRecodeBytes = std::size_t{96} << 20;
+// Deflate makes at most 1,032 bytes of one: data beyond this ratio is as good as it gets, and coding it is long work.
+constexpr std::size_t kTightRatio = 600;
 
 struct Filter {
   std::string name;       // the full name, with its slash
@@ -132,6 +134,8 @@ void recode(Job& job) {
   }
   // Nothing to gain from what could not even be opened.
   if (undone == 0 && !job.filters.empty() && wrapsPlainBytes(job.filters[0])) return;
+
+  if (undone == 1 && job.filters[0].name == "/FlateDecode" && bytes.size() / kTightRatio > job.coded.size()) return;
 
   const std::size_t before = job.coded.size() + cost(job.filters);
   const std::vector<Filter> rest(job.filters.begin() + static_cast<std::ptrdiff_t>(undone), job.filters.end());

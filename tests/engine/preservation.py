@@ -101,7 +101,7 @@ def scripts_of(pdf):
             places = [item] + [item[key] for key in ("/A", "/AA", "/OpenAction") if isinstance(item.get(key), pikepdf.Dictionary)
                                and not item[key].is_indirect]
             for place in places:
-                for value in [place] + [entry for entry in place.values() if isinstance(entry, pikepdf.Dictionary) and
+                for value in [place] + [entry for _, entry in place.items() if isinstance(entry, pikepdf.Dictionary) and
                                         not entry.is_indirect]:
                     script = text_of(value)
                     if script is not None:
