@@ -138,11 +138,12 @@ Bytes filterRows(const PackedSamples& image, std::size_t pixel, const RowFilter*
 
 // Rows for the choice of a filter: all of a small image, evenly spaced bands of a large one.
 PackedSamples sampleRows(const PackedSamples& image) {
-  constexpr std::size_t enough = 192 << 10;
-  constexpr std::uint32_t band = 16;
+  constexpr std::size_t enough = 384 << 10;
+  constexpr std::uint32_t wanted = 12;  // bands: a few would miss what stands between them
   if (image.samples.size() <= enough) return image;
-  const std::uint32_t bands =
-      std::max<std::uint32_t>(1, static_cast<std::uint32_t>(enough / (image.stride * band)));
+  const auto rowsOfAll = static_cast<std::uint32_t>(enough / image.stride);
+  const std::uint32_t band = std::clamp(rowsOfAll / wanted, 3u, 16u);
+  const std::uint32_t bands = std::clamp(rowsOfAll / band, 1u, std::max(1u, image.height / band));
   PackedSamples part = image;
   part.samples.clear();
   part.height = 0;

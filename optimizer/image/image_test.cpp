@@ -226,6 +226,34 @@ TEST(Recode, DropsAMaskThatHidesNothing) {
   EXPECT_TRUE(image->opaqueMask);
 }
 
+TEST(Recode, SpendsNothingOnWhatItsMaskHides) {
+  // A red disc; around it noise that no one sees.
+  Pixels pixels(200, 200, 3, ColorKind::rgb), alpha(200, 200, 1, ColorKind::grey);
+  for (std::uint32_t y = 0; y < 200; ++y) {
+    for (std::uint32_t x = 0; x < 200; ++x) {
+      const int dx = static_cast<int>(x) - 100, dy = static_cast<int>(y) - 100;
+      const bool seen = dx * dx + dy * dy < 80 * 80;
+      alpha.row(y)[x] = seen ? 255 : 0;
+      for (unsigned c = 0; c < 3; ++c) {
+        const std::uint32_t hidden = noise(x * 3 + c, y);
+        pixels.row(y)[x * 3 + c] = static_cast<std::uint8_t>(seen ? (c == 0 ? 200 : 20) : hidden);
+      }
+    }
+  }
+  ImageJob job = jobOf(pixels, 100);
+  job.softMask = jobOf(alpha, 100).source;
+  const std::optional<RecodedImage> image = recodeImage(job, webSettings());
+  ASSERT_TRUE(image.has_value());
+  EXPECT_LT(image->image.cost(), 400u);
+}
+
+TEST(Recode, KeepsWhatIsDrawnInFewColoursSharpWhenItIsReduced) {
+  const std::optional<RecodedImage> image = recodeImage(jobOf(bars(1200, 900), 300), webSettings());
+  ASSERT_TRUE(image.has_value());
+  EXPECT_EQ(image->image.filter, "FlateDecode");
+  EXPECT_EQ(image->image.kind, ColorKind::indexed);
+}
+
 TEST(Recode, LeavesAMaskAloneThatIsNoStencil) {
   ImageJob job = jobOf(photo(100, 100), 300);
   job.role = ImageRole::stencil;

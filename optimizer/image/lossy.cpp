@@ -65,7 +65,7 @@ class Search {
   Search(const Pixels& pixels, const LookTarget& target, std::size_t rungs, std::size_t toBeat)
       : pixels_(pixels), target_(target), count_(rungs), toBeat_(toBeat) {}
 
-  std::optional<EncodedImage> run();
+  LookResult run();
 
  private:
   enum class Outcome : std::uint8_t { found, hopeless, colorSuffers };
@@ -124,24 +124,24 @@ Search::Outcome Search::descend() {
   return low < count_ ? Outcome::found : Outcome::colorSuffers;
 }
 
-std::optional<EncodedImage> Search::run() {
+LookResult Search::run() {
   subsample_ = pixels_.channels() >= 3;
   Outcome outcome = descend();
   if (outcome == Outcome::colorSuffers && subsample_) {
     subsample_ = false;
     outcome = descend();
   }
-  if (outcome != Outcome::found) return std::nullopt;
+  if (outcome != Outcome::found) return {{}, outcome == Outcome::hopeless};
   // The encoder that keeps is another than the draft's: its picture is judged, too.
   for (; low_ < count_; ++low_) {
     JpegOptions options;
     options.quality = ladder[low_];
     options.subsampleChroma = subsample_;
     Result<EncodedImage> coded = encodeJpeg(pixels_, options);
-    if (!coded || coded->data.size() >= toBeat_) return std::nullopt;
-    if (judge(*coded, target_).passed()) return std::move(*coded);
+    if (!coded || coded->data.size() >= toBeat_) return {{}, true};
+    if (judge(*coded, target_).passed()) return {std::move(*coded), false};
   }
-  return std::nullopt;
+  return {};
 }
 
 }  // namespace
@@ -151,8 +151,8 @@ bool passes(const Look& look, const LookFloor& floor) {
          look.chroma <= floor.chroma;
 }
 
-std::optional<EncodedImage> encodeJpegForLook(const Pixels& pixels, const LookTarget& target, int highest,
-                                              std::size_t toBeat) {
+LookResult encodeJpegForLook(const Pixels& pixels, const LookTarget& target, int highest,
+                             std::size_t toBeat) {
   std::size_t count = 0;
   while (count < ladder.size() && ladder[count] <= highest) ++count;
   return Search(pixels, target, count, toBeat).run();

@@ -31,9 +31,13 @@ struct LookTarget {
   LookFloor floor;
 };
 
-// JPEG of pixels at the lowest quality, not above `highest`, that passes the target; nothing where none does,
-// or where it would not take less than toBeat bytes.
-std::optional<EncodedImage> encodeJpegForLook(const Pixels& pixels, const LookTarget& target, int highest,
-                                              std::size_t toBeat);
+struct LookResult {
+  std::optional<EncodedImage> image;
+  bool tooLarge = false;  // there is none because of its size, not of its look
+};
+
+// JPEG of pixels at the lowest quality, not above `highest`, that passes the target and takes less than
+// toBeat bytes.
+LookResult encodeJpegForLook(const Pixels& pixels, const LookTarget& target, int highest, std::size_t toBeat);
 
 }  // namespace optimizer

@@ -120,7 +120,18 @@ QuantizedImage quantize(const Pixels& pixels, std::size_t colors) {
   // Photographs have hundreds of thousands of colours; five or six bits of each are enough to place the
   // palette.
   std::unordered_map<std::uint32_t, std::uint64_t> exact;
-  for (std::size_t i = 0; i < pixels.pixelCount(); ++i) ++exact[keyOf(colorAt(i))];
+  std::uint64_t run = 0;
+  std::uint32_t runKey = 0;
+  for (std::size_t i = 0; i < pixels.pixelCount(); ++i) {
+    const std::uint32_t key = keyOf(colorAt(i));
+    if (key != runKey && run > 0) {
+      exact[runKey] += run;
+      run = 0;
+    }
+    runKey = key;
+    ++run;
+  }
+  exact[runKey] += run;
   constexpr std::size_t manyColors = 8192;
   const std::uint32_t mask = exact.size() > manyColors ? 0xF8FCF8u : 0xFFFFFFu;
   std::unordered_map<std::uint32_t, std::uint64_t> counts;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "optimizer/codec/bitonal_codec.h"
 #include "optimizer/codec/flate.h"
@@ -10,6 +11,7 @@
 #include "optimizer/image/classify.h"
 #include "optimizer/image/decode.h"
 #include "optimizer/image/lossy.h"
+#include "optimizer/image/mrc_plane.h"
 #include "optimizer/image/quantize.h"
 #include "optimizer/image/resample.h"
 #include "optimizer/image/score.h"
@@ -32,6 +34,11 @@ constexpr double smallShown = 0.015;
 constexpr double codingReserve = 0.012;
 // Where the settings' resolution cannot carry an image's detail, this multiple of it is tried.
 constexpr double finerResolution = 4.0 / 3;
+
+// What a palette of fewer colours must keep at the image's own size: bands in smooth colours show there.
+constexpr double fewColorsCloseUp = 0.97;
+// A picture larger than this keeps what its mask hides.
+constexpr std::uint64_t mostFilled = 8'000'000;
 
 // A lossy form must be this much smaller than the best lossless one to be worth its loss.
 constexpr double lossyAdvantage = 0.92;
@@ -77,6 +84,35 @@ bool looksRight(const Views& views, const Pixels& candidate, const LookFloor& fl
   return passes(views.area.compare(shown), floor) && views.blocks.compare(shown).structure >= floor.shown;
 }
 
+// Gives pixels where alpha is 0 the colour that is most frequent elsewhere: flat areas stay flat.
+void fillHiddenFlat(Pixels& pixels, const Pixels& alpha) {
+  const unsigned channels = pixels.channels();
+  const auto binOf = [channels](const std::uint8_t* sample) {
+    std::size_t bin = 0;
+    for (unsigned c = 0; c < std::min(channels, 3u); ++c) bin = bin << 4 | sample[c] >> 4;
+    return bin;
+  };
+  std::vector<std::uint32_t> bins(4096);
+  const std::uint8_t* sample = pixels.samples().data();
+  for (std::size_t i = 0; i < pixels.pixelCount(); ++i, sample += channels)
+    if (alpha.samples()[i] != 0) ++bins[binOf(sample)];
+  const auto fullest = static_cast<std::size_t>(std::max_element(bins.begin(), bins.end()) - bins.begin());
+  // Of the colours in the fullest bin, the one that outweighs all others if there is one (Boyer, Moore 1981).
+  Bytes color(channels);
+  std::uint32_t votes = 0;
+  sample = pixels.samples().data();
+  for (std::size_t i = 0; i < pixels.pixelCount(); ++i, sample += channels) {
+    if (alpha.samples()[i] == 0 || binOf(sample) != fullest) continue;
+    if (votes == 0) color.assign(sample, sample + channels);
+    votes += std::equal(color.begin(), color.end(), sample) ? 1 : ~std::uint32_t{0};
+  }
+  for (std::size_t i = 0; i < pixels.pixelCount(); ++i) {
+    if (alpha.samples()[i] != 0) continue;
+    std::copy(color.begin(), color.end(),
+              pixels.samples().begin() + static_cast<std::ptrdiff_t>(i * channels));
+  }
+}
+
 // Everything that may be done to the pixels of one image, after decoding.
 class Recoding {
  public:
@@ -97,15 +133,20 @@ class Recoding {
   void offerSameSamples();
   void offerBitonal(const Pixels& pixels, bool lossless);
   void offerLossless(const Pixels& pixels, const ImageFacts& facts, bool exact);
-  void offerLossy(const Views* views, const Pixels& pixels, const ImageFacts& facts);
+  // False where a JPEG of these pixels cannot keep the look, but one of more of them might.
+  bool offerLossy(const Views* views, const Pixels& pixels, const ImageFacts& facts);
+  void offerFewerColors(const Pixels& pixels, const ImageFacts& facts, const LookTarget& target,
+                        const Views& views);
   LookFloor floorFor(const ImageFacts& facts) const;
   void bitonalImage(const Pixels& pixels);
   void tonedImage(Pixels pixels);
-  Pixels reduced(const Pixels& pixels, Size size) const;
+  Pixels reduced(const Pixels& pixels, const ImageFacts& facts, Size size) const;
+  bool fillHidden(Pixels& pixels, const ImageFacts& facts);
 
   const ImageJob& job_;
   const Settings& settings_;
   Choice choice_;
+  Pixels alpha_;  // of the soft mask, where it has the picture's size
 };
 
 // Any coding whose samples need no understanding: the same samples in fewer bytes.
@@ -203,7 +244,7 @@ LookFloor Recoding::floorFor(const ImageFacts& facts) const {
 }
 
 // views: of the original; null where the quality is a plain number.
-void Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageFacts& facts) {
+bool Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageFacts& facts) {
   const ColorKind kind = pixels.kind();
   const bool jpegSuits = allows(settings_.continuousCodecs, Codec::jpeg) &&
                          (kind != ColorKind::other || pixels.channels() == 1) &&
@@ -221,54 +262,89 @@ void Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageF
   }
   if (views == nullptr) {
     const int quality = settings_.imageQuality;
-    if (!jpegSuits || quality > highest) return;
+    if (!jpegSuits || quality > highest) return true;
     JpegOptions options;
     options.quality = quality;
     options.subsampleChroma = quality < 90 && facts.kind == ImageClass::continuous;
     Result<EncodedImage> image = encodeJpeg(coded, options);
     if (image) choice_.offer({std::move(*image), {}, {}, false});
-    return;
+    return true;
   }
   const LookReference closeUp(pixels, pixels.width(), pixels.height(), Reduction::blocks);
   const bool synthetic = facts.kind == ImageClass::synthetic;
   const LookFloor floor = floorFor(facts);
   const LookTarget target{views->area, views->blocks, closeUp, floor};
-  if (synthetic && job_.role == ImageRole::picture && !facts.palette && !job_.preblended &&
+  if (synthetic && job_.role == ImageRole::picture && !job_.preblended &&
       (kind == ColorKind::rgb || kind == ColorKind::grey)) {
-    for (std::size_t colors : {std::size_t{256}, std::size_t{64}, std::size_t{16}}) {
-      const QuantizedImage quantized = quantize(coded, colors);
-      ImageColorSpace space;
-      space.baseKind = coded.kind();
-      space.baseComponents = coded.channels();
-      space.palette = quantized.palette;
-      const Pixels shown = applyPalette(quantized.indexes, space);
-      if (!looksRight(*views, shown, floor)) break;
-      Candidate candidate =
-          indexedCandidate(quantized.indexes, quantized.palette, coded.channels(), coded.kind());
-      candidate.image.lossless = false;
-      choice_.offer(std::move(candidate));
-    }
+    offerFewerColors(coded, facts, target, *views);
   }
-  if (!jpegSuits) return;
-  std::optional<EncodedImage> image =
-      encodeJpegForLook(coded, target, highest, choice_.lossyBudget(advantage()));
-  if (image) choice_.offer({std::move(*image), {}, {}, false});
+  if (!jpegSuits) return true;
+  LookResult found = encodeJpegForLook(coded, target, highest, choice_.lossyBudget(advantage()));
+  const bool settled = found.image || found.tooLarge;
+  if (found.image) choice_.offer({std::move(*found.image), {}, {}, false});
+  return settled;
 }
 
-Pixels Recoding::reduced(const Pixels& pixels, Size size) const {
-  if (job_.softMask && job_.softMask->width == pixels.width() && job_.softMask->height == pixels.height()) {
-    const Result<Pixels> mask = decodeImage(*job_.softMask);
-    if (mask && mask->channels() == 1 && mask->kind() == ColorKind::grey) {
-      return resampleUnderMask(pixels, expandTo8Bits(*mask), size.width, size.height);
+// Most of the colours of charts and screenshots are shades of edges, which a small palette holds as well.
+void Recoding::offerFewerColors(const Pixels& pixels, const ImageFacts& facts, const LookTarget& target,
+                                const Views& views) {
+  for (std::size_t colors : {256, 128, 64, 32, 16}) {
+    if (facts.palette && colors >= facts.colors) continue;
+    const QuantizedImage quantized = quantize(pixels, colors);
+    Candidate candidate =
+        indexedCandidate(quantized.indexes, quantized.palette, pixels.channels(), pixels.kind());
+    candidate.image.lossless = false;
+    if (candidate.estimate() >= choice_.lossyBudget(advantage())) continue;
+    ImageColorSpace space;
+    space.baseKind = pixels.kind();
+    space.baseComponents = pixels.channels();
+    space.palette = quantized.palette;
+    const Pixels shown = applyPalette(quantized.indexes, space);
+    if (!looksRight(views, shown, target.floor) ||
+        target.closeUp.compare(shown).structure < fewColorsCloseUp) {
+      return;
     }
+    choice_.offer(std::move(candidate));
   }
+}
+
+Pixels Recoding::reduced(const Pixels& pixels, const ImageFacts& facts, Size size) const {
+  if (!alpha_.empty()) return resampleUnderMask(pixels, alpha_, size.width, size.height);
+  // Beside the hard edges of what is drawn a sharper filter leaves ringing, which is seen on flat colours and
+  // costs bytes.
+  if (facts.kind == ImageClass::synthetic) return areaAverage(pixels, size.width, size.height);
   return resample(pixels, size.width, size.height);
+}
+
+// Reads the soft mask of the same size, and gives what it hides the colours of what is seen around it: the
+// look is the same, there is less to code, and edges are judged by what shows.
+bool Recoding::fillHidden(Pixels& pixels, const ImageFacts& facts) {
+  if (!job_.softMask || job_.softMask->width != pixels.width() || job_.softMask->height != pixels.height())
+    return false;
+  Result<Pixels> mask = decodeImage(*job_.softMask);
+  if (!mask || mask->channels() != 1 || mask->kind() != ColorKind::grey) return false;
+  alpha_ = expandTo8Bits(*mask);
+  if (pixels.pixelCount() > mostFilled ||
+      std::find(alpha_.samples().begin(), alpha_.samples().end(), 0) == alpha_.samples().end()) {
+    return false;
+  }
+  if (facts.kind == ImageClass::synthetic) {
+    fillHiddenFlat(pixels, alpha_);
+    return true;
+  }
+  for (unsigned c = 0; c < pixels.channels(); ++c) {
+    WeightedPlane plane{channelOf(pixels, c), channelOf(alpha_, 0)};
+    for (float& weight : plane.weights.values) weight = weight > 0 ? 1.0f : 0.0f;
+    fillGaps(plane);
+    putChannel(plane.values, pixels, c);
+  }
+  return true;
 }
 
 void Recoding::tonedImage(Pixels pixels) {
   const bool wasIndexed = pixels.kind() == ColorKind::indexed;
   if (wasIndexed) pixels = applyPalette(pixels, job_.source.color);
-  const ImageFacts facts = measureImage(pixels);
+  ImageFacts facts = measureImage(pixels);
   const bool grey = pixels.kind() == ColorKind::grey || (facts.grey && pixels.kind() == ColorKind::rgb);
   const bool whole = pixels.width() == job_.source.width && pixels.height() == job_.source.height;
 
@@ -280,6 +356,14 @@ void Recoding::tonedImage(Pixels pixels) {
     offerLossless(pixels, facts, true);
   }
   if (!lossyAllowed() || choice_.losslessSize() < tinyImage) return;
+  // Channels that are equal need be worked on once only.
+  if (settings_.reduceColorComplexity && grey && job_.deviceColors && !job_.preblended) {
+    pixels = firstChannel(pixels);
+  }
+  if (whole && !job_.preblended && fillHidden(pixels, facts)) {
+    facts = measureImage(pixels);
+    if (facts.kind != ImageClass::continuous || facts.palette) offerLossless(pixels, facts, false);
+  }
   std::optional<Views> views;
   if (settings_.perceptualQuality) views.emplace(pixels, job_);
   const Views* judge = views ? &*views : nullptr;
@@ -287,7 +371,7 @@ void Recoding::tonedImage(Pixels pixels) {
   for (double finer : {1.0, finerResolution}) {
     const Size size = targetSize(job_, wanted, finer);
     if (size.width >= pixels.width() && size.height >= pixels.height()) break;
-    const Pixels smaller = reduced(pixels, size);
+    const Pixels smaller = reduced(pixels, facts, size);
     ImageFacts smallerFacts = measureImage(smaller);
     if (facts.kind == ImageClass::synthetic) smallerFacts.kind = ImageClass::synthetic;
     if (judge != nullptr) {
@@ -299,8 +383,7 @@ void Recoding::tonedImage(Pixels pixels) {
         !allows(settings_.continuousCodecs, Codec::jpeg) || smaller.kind() == ColorKind::other) {
       offerLossless(smaller, smallerFacts, false);
     }
-    offerLossy(judge, smaller, smallerFacts);
-    return;
+    if (offerLossy(judge, smaller, smallerFacts)) return;
   }
   // Nothing to resample, or detail that a lower resolution cannot carry: quality does the work.
   offerLossy(judge, pixels, facts);
@@ -311,7 +394,8 @@ std::optional<RecodedImage> Recoding::run() {
   // A Decode array that scales the samples rounds them, and each viewer in its own way.
   const bool scaled = !source.plainDecode() && !source.invertedDecode();
   // Palettes of spot colours: viewers that show them alike differ once the colours are samples of their own.
-  const bool spotPalette = source.color.kind == ColorKind::indexed && source.color.baseKind == ColorKind::other;
+  const bool spotPalette =
+      source.color.kind == ColorKind::indexed && source.color.baseKind == ColorKind::other;
   const bool untouchable = source.colorKeyMask || source.color.lab || source.jpxAlpha || spotPalette ||
                            (scaled && (!lossyAllowed() || source.color.kind == ColorKind::indexed));
   if (job_.role == ImageRole::softMask && sampled() && source.color.kind != ColorKind::grey)
