@@ -12,6 +12,7 @@ std::unique_ptr<Pass> makeClipImagesPass();
 std::unique_ptr<Pass> makeContentPass();
 std::unique_ptr<Pass> makeConvertColorsPass();
 std::unique_ptr<Pass> makeConvertFontsPass();
+std::unique_ptr<Pass> makeFontEntriesPass();
 std::unique_ptr<Pass> makeImagesPass();
 std::unique_ptr<Pass> makeMergeFontsPass();
 std::unique_ptr<Pass> makeProfilesPass();

@@ -43,6 +43,8 @@ constexpr PassEntry kPasses[] = {
     {"fonts-to-unicode", "Leaves only the codes that the document shows in ToUnicode CMaps.", subsetsFonts,
      makeToUnicodePass},
     {"fonts-merge", "Makes one program of several subsets of a font.", mergesFonts, makeMergeFontsPass},
+    {"fonts-entries", "Leaves only what the codes shown need in widths, encodings and glyph maps of fonts.",
+     subsetsFonts, makeFontEntriesPass},
     {"content", "Writes content streams again with fewer bytes that draw the same.", optimizesResources,
      makeContentPass},
     {"resources", "Drops resources that no content uses, and entries that say their default.", optimizesResources,

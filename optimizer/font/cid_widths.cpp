@@ -1,0 +1,109 @@
+#include "optimizer/font/cid_widths.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+
+namespace optimizer::font {
+
+namespace {
+
+constexpr std::size_t kMaxSteps = 4'000'000;
+constexpr std::uint32_t kGapWorthFilling = 2;  // a wider one costs more than a new entry
+constexpr std::uint32_t kRunWorthNaming = 4;   // shorter ones are briefer in a list
+
+}  // namespace
+
+bool widthsOf(const std::vector<CidWidthRun>& runs, const std::set<std::uint32_t>& cids,
+              std::map<std::uint32_t, double>& widths) {
+  std::size_t steps = 0;
+  for (const CidWidthRun& run : runs) {
+    if (run.widths.empty()) continue;
+    const std::uint32_t last =
+        run.widths.size() == 1 ? run.last : run.first + static_cast<std::uint32_t>(run.widths.size()) - 1;
+    for (auto cid = cids.lower_bound(run.first); cid != cids.end() && *cid <= last; ++cid) {
+      if (++steps > kMaxSteps) return false;
+      const double width = run.widths[run.widths.size() == 1 ? 0 : *cid - run.first];
+      if (widths.emplace(*cid, width).first->second != width) return false;
+    }
+  }
+  return true;
+}
+
+std::string widthText(double width) {
+  std::array<char, 64> buffer{};
+  const double rounded = std::round(width * 100) / 100;
+  if (!(std::abs(rounded) < 1e9)) return "0";
+  const auto end =
+      std::to_chars(buffer.data(), buffer.data() + buffer.size(), rounded, std::chars_format::fixed, 2);
+  std::string text(buffer.data(), end.ptr);
+  text.erase(text.find_last_not_of('0') + 1);
+  if (text.back() == '.') text.pop_back();
+  if (text == "-0" || text.empty()) return "0";
+  if (text.rfind("0.", 0) == 0) return text.substr(1);
+  return text;
+}
+
+CidWidthText spellWidths(const std::map<std::uint32_t, double>& widths) {
+  CidWidthText result;
+  std::map<std::string, std::size_t> counts;
+  for (const auto& [cid, width] : widths) ++counts[widthText(width)];
+  if (counts.empty()) {
+    result.array = "[]";
+    return result;
+  }
+  const auto common = std::max_element(counts.begin(), counts.end(),
+                                       [](const auto& a, const auto& b) { return a.second < b.second; });
+  const std::string usual = common->first;
+  (void)std::from_chars(usual.data(), usual.data() + usual.size(), result.defaultWidth);
+
+  struct Item {
+    std::uint32_t first, last;
+    std::string text;
+  };
+  // Neighbours with the same width, across CIDs that do not matter.
+  std::vector<Item> items;
+  bool broken = true;  // by a CID whose width is the default
+  for (const auto& [cid, width] : widths) {
+    std::string text = widthText(width);
+    if (text == usual) {
+      broken = true;
+    } else if (!broken && items.back().text == text) {
+      items.back().last = cid;
+    } else {
+      items.push_back({cid, cid, std::move(text)});
+      broken = false;
+    }
+  }
+  std::string out = "[";
+  bool inList = false;
+  std::uint32_t next = 0;  // the CID after the open list
+  const auto separate = [&] {
+    if (out.back() != '[' && out.back() != ']') out += ' ';
+  };
+  for (const Item& item : items) {
+    if (item.last - item.first + 1 >= kRunWorthNaming) {
+      if (inList) out += ']';
+      inList = false;
+      separate();
+      out += std::to_string(item.first) + ' ' + std::to_string(item.last) + ' ' + item.text;
+      continue;
+    }
+    if (inList && item.first - next <= kGapWorthFilling) {
+      for (; next < item.first; ++next) out += ' ' + usual;
+      out += ' ' + item.text;
+    } else {
+      if (inList) out += ']';
+      separate();
+      out += std::to_string(item.first) + '[' + item.text;
+      inList = true;
+    }
+    for (next = item.first + 1; next <= item.last; ++next) out += ' ' + item.text;
+  }
+  if (inList) out += ']';
+  result.array = out + ']';
+  return result;
+}
+
+}  // namespace optimizer::font

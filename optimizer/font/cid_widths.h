@@ -1,0 +1,36 @@
+// Widths of CID fonts in PDF (ISO 32000-1, 9.7.4.3): the array W and its default DW, free of the PDF library.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace optimizer::font {
+
+// One entry of W: CIDs from first on with a width each, or first to last with the same width.
+struct CidWidthRun {
+  std::uint32_t first = 0, last = 0;
+  std::vector<double> widths;  // one for each CID, or one for all
+};
+
+// Widths of the given CIDs where the runs name them. Nothing else is looked at; bounded by the sizes of both.
+// False where two runs give one of the CIDs different widths, which viewers settle differently, or there are
+// too many.
+bool widthsOf(const std::vector<CidWidthRun>& runs, const std::set<std::uint32_t>& cids,
+              std::map<std::uint32_t, double>& widths);
+
+struct CidWidthText {
+  std::string array;  // PDF syntax, "[]" where the default says everything
+  double defaultWidth = 1000;
+};
+
+// The shortest spelling of the widths of exactly these CIDs; what others get is of no matter.
+CidWidthText spellWidths(const std::map<std::uint32_t, double>& widths);
+
+// A number as PDF writes it, with two decimal places at most. A hundredth of a thousandth of the font size
+// moves no pixel, and not even a line's worth of them does.
+std::string widthText(double width);
+
+}  // namespace optimizer::font
