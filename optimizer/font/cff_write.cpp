@@ -1,10 +1,11 @@
-// The Compact Font Format, written (Adobe Technical Note 5176): the parts in the order of the reader's head comment, each
-// in the smallest of its formats. Offsets are numbers whose length depends on their value, so the layout is computed
-// again until it stands still.
+// The Compact Font Format, written (Adobe Technical Note 5176): the parts in the order of the reader's head
+// comment, each in the smallest of its formats. Offsets are numbers whose length depends on their value, so
+// the layout is computed again until it stands still.
 #include <algorithm>
 #include <map>
 #include <string>
 
+#include "optimizer/base/deflate.h"
 #include "optimizer/base/writer.h"
 #include "optimizer/font/cff_dict.h"
 #include "optimizer/font/cff_strings.h"
@@ -14,6 +15,9 @@
 namespace optimizer::font {
 
 namespace {
+
+constexpr std::size_t kDeflateWindow = 32768;
+constexpr int kQuickDeflate = 9;
 
 Error unsupported(const char* what) { return Error{ErrorKind::unsupported, std::string("CFF: ") + what}; }
 
@@ -62,7 +66,7 @@ class CffWriter {
 
   const PsFont& font_;
   Subroutines subroutines_;
-  std::vector<const PsGlyph*> glyphs_;  // in the order they are written
+  std::vector<const PsGlyph*> glyphs_;    // in the order they are written
   std::vector<std::uint8_t> firstCodes_;  // of the leading encoded glyphs after .notdef
   std::vector<std::pair<std::uint8_t, std::string>> furtherCodes_;
   std::vector<Widths> widths_;
@@ -72,8 +76,8 @@ class CffWriter {
   std::vector<Bytes> globalSubrs_;
 };
 
-// Name-keyed glyphs go in the order of their codes, because an encoding numbers the first glyphs; CID-keyed ones by CID,
-// because ranges make the charset short.
+// Name-keyed glyphs go in the order of their codes, because an encoding numbers the first glyphs; CID-keyed
+// ones by CID, because ranges make the charset short.
 void CffWriter::orderGlyphs() {
   for (const PsGlyph& glyph : font_.glyphs) glyphs_.push_back(&glyph);
   if (font_.cidKeyed) {
@@ -106,7 +110,8 @@ void CffWriter::orderGlyphs() {
   }
 }
 
-// The commonest width becomes the default, and the nominal one is what keeps the differences of the others short.
+// The commonest width becomes the default, and the nominal one is what keeps the differences of the others
+// short.
 void CffWriter::chooseWidths() {
   widths_.resize(font_.dicts.size());
   for (std::size_t d = 0; d < widths_.size(); ++d) {
@@ -242,9 +247,9 @@ Bytes CffWriter::topDict(const std::map<std::uint16_t, std::vector<double>>& off
   Writer out;
   // ROS must be first.
   if (font_.cidKeyed) {
-    writeDictEntry(out, kDictRos, {static_cast<double>(sidOf(font_.registry)),
-                                   static_cast<double>(sidOf(font_.ordering)),
-                                   static_cast<double>(font_.supplement)});
+    writeDictEntry(out, kDictRos,
+                   {static_cast<double>(sidOf(font_.registry)), static_cast<double>(sidOf(font_.ordering)),
+                    static_cast<double>(font_.supplement)});
     if (glyphs_.back()->cid >= 8720) writeDictEntry(out, kDictCidCount, {glyphs_.back()->cid + 1.0});
   }
   for (const auto& [op, numbers] : font_.top) writeDictEntry(out, op, numbers);
@@ -326,6 +331,19 @@ Result<Bytes> CffWriter::write() {
 
 }  // namespace
 
-Result<Bytes> writeCff(const PsFont& font, Subroutines subroutines) { return CffWriter(font, subroutines).write(); }
+Result<Bytes> writeCff(const PsFont& font, Subroutines subroutines) {
+  return CffWriter(font, subroutines).write();
+}
+
+Result<Bytes> writeSmallestCff(const PsFont& font) {
+  Result<Bytes> plain = writeCff(font, Subroutines::none);
+  OPTIMIZER_TRY(plain);
+  // What Deflate looks back on it shares by itself, and better.
+  if (plain->size() <= kDeflateWindow) return plain;
+  Result<Bytes> shared = writeCff(font, Subroutines::build);
+  if (shared.ok() && deflate(*shared, kQuickDeflate).size() < deflate(*plain, kQuickDeflate).size())
+    return shared;
+  return plain;
+}
 
 }  // namespace optimizer::font

@@ -47,11 +47,11 @@ std::string widthText(double width) {
 
 CidWidthText spellWidths(const std::map<std::uint32_t, double>& widths) {
   CidWidthText result;
-  std::map<std::string, std::size_t> counts;
-  for (const auto& [cid, width] : widths) ++counts[widthText(width)];
-  if (counts.empty()) {
-    result.array = "[]";
-    return result;
+  // DW is a number, but some viewers take only an integer there (poppler 22.12).
+  std::map<std::string, std::size_t> counts = {{"1000", 0}};
+  for (const auto& [cid, width] : widths) {
+    const std::string text = widthText(width);
+    if (text.find('.') == std::string::npos) ++counts[text];
   }
   const auto common = std::max_element(counts.begin(), counts.end(),
                                        [](const auto& a, const auto& b) { return a.second < b.second; });

@@ -23,7 +23,7 @@ bool widthsOf(const std::vector<CidWidthRun>& runs, const std::set<std::uint32_t
 
 struct CidWidthText {
   std::string array;  // PDF syntax, "[]" where the default says everything
-  double defaultWidth = 1000;
+  double defaultWidth = 1000;  // an integer
 };
 
 // The shortest spelling of the widths of exactly these CIDs; what others get is of no matter.

@@ -68,4 +68,7 @@ enum class Subroutines { none, build };
 // Writes the font as CFF. Errors: unsupported (more glyphs or larger numbers than the format holds).
 Result<Bytes> writeCff(const PsFont& font, Subroutines subroutines = Subroutines::none);
 
+// With or without subroutines, whichever is smaller once deflated. Errors as writeCff.
+Result<Bytes> writeSmallestCff(const PsFont& font);
+
 }  // namespace optimizer::font

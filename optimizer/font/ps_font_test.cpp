@@ -72,6 +72,30 @@ TEST(PsFont, Type1BecomesCffWithTheSameGlyphs) {
   }
 }
 
+TEST(PsFont, SubroutinesDrawTheSameInFewerBytes) {
+  const auto paths = systemFonts(".pfb", 6);
+  ASSERT_FALSE(paths.empty()) << "install fonts-urw-base35";
+  std::size_t plainSize = 0, sharedSize = 0;
+  for (const auto& path : paths) {
+    SCOPED_TRACE(path.string());
+    const Result<PsFont> font = readType1(readFile(path));
+    ASSERT_TRUE(font.ok()) << font.error().message;
+    const Result<Bytes> plain = writeCff(*font, Subroutines::none), shared = writeCff(*font, Subroutines::build);
+    ASSERT_TRUE(plain.ok() && shared.ok());
+    const Result<PsFont> one = readCff(*plain), other = readCff(*shared);
+    ASSERT_TRUE(one.ok() && other.ok());
+    ASSERT_EQ(one->glyphs.size(), other->glyphs.size());
+    for (std::size_t i = 0; i < one->glyphs.size(); ++i) {
+      EXPECT_EQ(one->glyphs[i].outline, other->glyphs[i].outline) << one->glyphs[i].name;
+    }
+    const Status same = sameGlyphs(*plain, *shared, allNames(*font));
+    EXPECT_TRUE(same.ok()) << same.error().message;
+    plainSize += plain->size();
+    sharedSize += shared->size();
+  }
+  EXPECT_LT(sharedSize, plainSize * 9 / 10);
+}
+
 TEST(PsFont, CffReadsBackAsItWasWritten) {
   for (const auto& path : systemFonts(".otf", 16)) {
     SCOPED_TRACE(path.string());

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "optimizer/base/deflate.h"
 #include "optimizer/font/cff_dict.h"
 #include "optimizer/font/check.h"
 #include "optimizer/font/ps_font.h"
@@ -12,8 +11,6 @@
 namespace optimizer::font {
 
 namespace {
-
-constexpr int kQuickDeflate = 9;
 
 Error unfit(const char* what) { return Error{ErrorKind::unsupported, std::string("subset: ") + what}; }
 
@@ -35,15 +32,6 @@ void dropUnusedDicts(PsFont& font) {
     glyph.dict = static_cast<std::uint8_t>(at);
   }
   font.dicts = std::move(kept);
-}
-
-// The smaller of the spellings with and without subroutines, as it will be stored.
-Result<Bytes> smallestCff(const PsFont& font) {
-  Result<Bytes> plain = writeCff(font, Subroutines::none);
-  OPTIMIZER_TRY(plain);
-  Result<Bytes> shared = writeCff(font, Subroutines::build);
-  if (shared.ok() && deflate(*shared, kQuickDeflate).size() < deflate(*plain, kQuickDeflate).size()) return shared;
-  return plain;
 }
 
 Result<SubsetResult> subsetSimpleCff(ByteView program, const std::vector<ShownCodes>& users) {
@@ -70,14 +58,19 @@ Result<SubsetResult> subsetSimpleCff(ByteView program, const std::vector<ShownCo
     for (const std::uint32_t code : user.codes) codes.insert(static_cast<std::uint8_t>(code));
     builtInMatters = builtInMatters || !namesAreExplicit(user);
   }
-  Result<PsFont> font = readCff(program, [&](const GlyphRef& glyph) { return wanted.count(std::string(glyph.name)) != 0; });
+  Result<PsFont> font =
+      readCff(program, [&](const GlyphRef& glyph) { return wanted.count(std::string(glyph.name)) != 0; });
   OPTIMIZER_TRY(font);
-  if (!builtInMatters) {
+  // Some viewers complain about a program that offers neither characters nor codes.
+  const bool characters = std::any_of(font->glyphs.begin(), font->glyphs.end(), [](const PsGlyph& glyph) {
+    return unicodeOfName(glyph.name).has_value();
+  });
+  if (!builtInMatters && characters) {
     font->encoding.clear();
   } else {
     std::erase_if(font->encoding, [&](const auto& entry) { return codes.count(entry.first) == 0; });
   }
-  Result<Bytes> bytes = smallestCff(*font);
+  Result<Bytes> bytes = writeSmallestCff(*font);
   OPTIMIZER_TRY(bytes);
   SubsetResult result;
   result.form = ProgramForm::nameKeyedCff;
@@ -102,8 +95,8 @@ Result<SubsetResult> subsetCidCff(ByteView program, const std::vector<ShownCodes
   }
   const Result<PsFont> frame = readCff(program, [](const GlyphRef&) { return false; });
   OPTIMIZER_TRY(frame);
-  // In a name-keyed program the CID is the glyph index (9.7.4.2). It becomes CID-keyed, so that few glyphs can have
-  // high CIDs.
+  // In a name-keyed program the CID is the glyph index (9.7.4.2). It becomes CID-keyed, so that few glyphs
+  // can have high CIDs.
   const bool byIndex = !frame->cidKeyed;
   std::vector<std::uint16_t> indexes;
   Result<PsFont> font = readCff(program, [&](const GlyphRef& glyph) {
@@ -128,7 +121,7 @@ Result<SubsetResult> subsetCidCff(ByteView program, const std::vector<ShownCodes
     font->encoding.clear();
   }
   dropUnusedDicts(*font);
-  Result<Bytes> bytes = smallestCff(*font);
+  Result<Bytes> bytes = writeSmallestCff(*font);
   OPTIMIZER_TRY(bytes);
   GlyphsToCheck check;
   for (const PsGlyph& glyph : font->glyphs) check.numbers.emplace_back(glyph.cid, glyph.cid);

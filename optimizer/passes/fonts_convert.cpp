@@ -56,7 +56,7 @@ void convert(Job& job) {
   Result<font::PsFont> parsed = font::readType1(job.before);
   if (!parsed.ok()) return;
   roundWidths(*parsed);
-  Result<Bytes> cff = font::writeCff(*parsed);
+  Result<Bytes> cff = font::writeSmallestCff(*parsed);
   if (!cff.ok() || deflate(*cff, kQuickDeflate).size() >= deflate(job.before, kQuickDeflate).size()) return;
   font::GlyphsToCheck glyphs;
   for (const font::PsGlyph& glyph : parsed->glyphs) glyphs.names.push_back(glyph.name);

@@ -313,7 +313,7 @@ class FontEntriesPass : public Pass {
   void trimCidWidths(Descendant& descendant) {
     QPDFObjectHandle holder = descendant.holder, old = holder.getKey("/W"), usual = holder.getKey("/DW");
     if (!descendant.known || descendant.cids.empty() || !old.isArray()) return;
-    if (!usual.isNull() && !usual.isNumber()) return;
+    if (!usual.isNull() && !usual.isInteger()) return;  // viewers disagree on others
     const auto runs = readCidWidths(old);
     std::map<std::uint32_t, double> widths;
     if (!runs || !font::widthsOf(*runs, descendant.cids, widths)) return;

@@ -140,6 +140,9 @@ TEST(CidWidths, everySpellingReadsBackTheSame) {
   EXPECT_EQ(text.defaultWidth, 500);
   EXPECT_EQ(text.array, "[7[250.13 250.13 250.13]20[0 1]99[1000 -3.5 .25]]");
   EXPECT_EQ(font::spellWidths({{1, 600}, {2, 600}}).array, "[]");
+  const font::CidWidthText broken = font::spellWidths({{1, 600.5}, {2, 600.5}});
+  EXPECT_EQ(broken.array, "[1[600.5 600.5]]");
+  EXPECT_EQ(broken.defaultWidth, 1000);
   const font::CidWidthText runs =
       font::spellWidths({{1, 9}, {2, 9}, {3, 9}, {8, 5}, {9, 5}, {10, 5}, {11, 5}, {15, 5}, {16, 7}});
   EXPECT_EQ(runs.array, "[1[9 9 9]16[7]]");

@@ -86,7 +86,7 @@ void mergeCff(Group& group) {
   }
   for (Cluster& cluster : clusters) {
     if (cluster.members.size() < 2) continue;
-    Result<Bytes> written = font::writeCff(cluster.font);
+    Result<Bytes> written = font::writeSmallestCff(cluster.font);
     if (!written.ok()) continue;
     Union candidate{cluster.members, std::move(*written), {}};
     bool same = true;
