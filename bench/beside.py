@@ -230,7 +230,9 @@ def main():
     parser.add_argument('--profile')
     args = parser.parse_args()
     tools = args.tools.split(',')
-    files = sorted(p for p in args.folder.resolve().rglob('*.pdf') if re.search(args.only, p.name))
+    top = args.folder.resolve()
+    # What ./run leaves in samples/out is no input.
+    files = sorted(p for p in top.rglob('*.pdf') if re.search(args.only, p.name) and 'out' not in p.relative_to(top).parts)
     if not files or not set(tools) <= set(TOOLS):
         parser.error('no PDFs in that folder' if not files else f'the tools are {", ".join(TOOLS)}')
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))

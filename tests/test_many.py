@@ -213,7 +213,7 @@ def test_a_job_array_of_slurm_is_cancelled_and_goes_on_without_working_a_file_tw
     collection.world.engine(open_delay=150)
     environment = {**collection.environment, "KELV_SCRIPT": collection.world.start_environment()["KELV_SCRIPT"], "KELV_BUILD": str(BUILD)}
     script = MANY.parent / "try-slurm"
-    done = subprocess.run([script, collection.inputs], env=environment, capture_output=True, text=True, timeout=200)
+    done = subprocess.run([script, collection.inputs], env=environment, capture_output=True, text=True, timeout=600)
     if done.returncode == 77:
         pytest.skip(done.stdout.strip())
     assert done.returncode == 0, done.stdout + done.stderr
