@@ -32,9 +32,9 @@ void add(Candidates& candidates, std::string_view token) {
   } else if (token == "FILE") {
     candidates.files = candidates.folders = true;
     candidates.extension.clear();
-  } else if (token.starts_with("FILE.")) {
+  } else if (token.find('.') != std::string_view::npos) {
     candidates.files = candidates.folders = true;
-    candidates.extension = token.substr(5);
+    candidates.extension = token.substr(token.find('.') + 1);
   } else if (isLowerCase(token.front())) {
     candidates.words.emplace_back(token);
   }

@@ -16,7 +16,8 @@ struct Candidates {
 
 // Reads the placeholder of an operand or of an option's value as the table of commands writes it: lower-case
 // words and options stand for themselves, NAME is a ready profile, KEY a profile's key, FOLDER a folder, FILE
-// a file and FILE.pdf one with that extension; they are joined by "|", blanks, brackets and dots.
+// a file and FILE.pdf or AFTER.pdf one with that extension; they are joined by "|", blanks, brackets and
+// dots.
 Candidates candidatesFor(std::string_view placeholder);
 
 // A word in the single quotes of a shell.

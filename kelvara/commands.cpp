@@ -5,6 +5,7 @@
 #include "kelvara/access.h"
 #include "kelvara/audit.h"
 #include "kelvara/command.h"
+#include "kelvara/compare.h"
 #include "kelvara/profile_commands.h"
 #include "kelvara/profile_editing.h"
 #include "kelvara/shell_texts.h"
@@ -89,6 +90,30 @@ std::vector<Command> makeCommands() {
        1,
        anyNumber,
        auditFiles},
+      {"compare",
+       "BEFORE.pdf AFTER.pdf",
+       "Show what is different between two PDF files",
+       "Page by page: how alike they look (SSIM, 1 is the same) and which words are lost or new; then links, "
+       "form fields,\n"
+       "outlines, attachments and tags. Pages are drawn by poppler's pdftoppm, so the judge is not the "
+       "program "
+       "that made\n"
+       "the file. The first 200 pages are compared unless --pages names others.\n"
+       "The exit status is 0 when the files look and read the same, 1 when they differ, 2 when they could "
+       "not "
+       "be compared.",
+       {{"--html", "FILE.html", "write a page for the browser too, with a slider between before and after"},
+        {"--pages", "LIST", "the pages to compare, such as 1-3,7"},
+        {"--dpi", "NUMBER", "how finely pages are drawn, from 20 to 300; 100 where it is not given"},
+        {"--threshold", "SSIM", "a page below this differs, from 0 to 1; 0.95 where it is not given"},
+        json,
+        {"--password", "TEXT", "opens encrypted files"}},
+       {{"kelvara compare report.pdf 'report 2.pdf'", "what kelv changed"},
+        {"kelvara compare a.pdf b.pdf --html changes.html", "a page to look at the differences"},
+        {"kelvara compare a.pdf b.pdf --pages 1-10 --threshold 0.99 --json", "for a script, and stricter"}},
+       2,
+       2,
+       compareFiles},
       {"profile list",
        "",
        "List the ready profiles",

@@ -93,10 +93,16 @@ class Browser:
         self.call("Emulation.setEmulatedMedia", features=[{"name": "prefers-color-scheme", "value": scheme}])
 
     def open(self, path, fragment=""):
-        self.events.clear()
-        self.call("Page.navigate", url=path.as_uri() + fragment)
-        if not any(event["method"] == "Page.loadEventFired" for event in self.events):
-            self._wait(lambda message: message.get("method") == "Page.loadEventFired")
+        """Shows the page afresh, and waits until its pictures stand where they stay."""
+        for url in ("about:blank", path.as_uri() + fragment):  # from the page itself a fragment would be a mere scroll
+            self.events.clear()
+            self.call("Page.navigate", url=url)
+            if not any(event["method"] == "Page.loadEventFired" for event in self.events):
+                self._wait(lambda message: message.get("method") == "Page.loadEventFired")
+        self.value(
+            "Promise.allSettled([...document.images].map((image) => image.decode()))"
+            ".then(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))))"
+        )
 
     def value(self, expression):
         result = self.call("Runtime.evaluate", expression=expression, returnByValue=True, awaitPromise=True)

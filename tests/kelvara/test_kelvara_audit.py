@@ -1,7 +1,7 @@
 """Where the bytes are, as text, JSON and a page in a real browser."""
 
 import json
-import os
+import plistlib
 import re
 import subprocess
 
@@ -116,7 +116,7 @@ def test_what_a_profile_would_save_is_what_kelv_saves(granted, profile):
     if estimate["saved"] > 0:
         # Dates and identifiers are of another moment.
         assert abs(result.stat().st_size - estimate["bytes"]) <= 40
-        assert f"would save" in kelvara(granted, "audit", "report.pdf", "--profile", profile).out
+        assert "would save" in kelvara(granted, "audit", "report.pdf", "--profile", profile).out
     else:
         assert not result.exists()
 
@@ -193,8 +193,6 @@ def test_an_unknown_profile_is_refused(world, report):
 
 
 def test_a_profile_that_kelv_cannot_use_is_refused(world, report):
-    import plistlib
-
     (world.documents / "p.kelvcp").write_bytes(plistlib.dumps([{"imageQuality": "x", "imageResolution": 100}]))
     kelvara(world, "audit", "report.pdf", "--profile", "p.kelvcp").assert_refused(FAILURE, "imageQuality", "profile check")
 

@@ -11,7 +11,7 @@ from companion import OK, USAGE, kelvara
 from world import BUILD, KELVARA
 
 COMMANDS = [
-    "grant", "revoke", "status", "stats", "audit", "profile list", "profile show", "profile export", "profile new", "profile edit",
+    "grant", "revoke", "status", "stats", "audit", "compare", "profile list", "profile show", "profile export", "profile new", "profile edit",
     "profile check", "completion", "manual",
 ]  # fmt: skip
 
