@@ -10,12 +10,12 @@ namespace optimizer::font {
 namespace {
 
 constexpr std::size_t kMaxSubtables = 32;
-constexpr std::size_t kMaxEntries = 400'000;
+constexpr std::size_t kMaxEntries = 400'000;  // of all subtables together
 
 Error damaged(const char* what) { return Error{ErrorKind::damaged, std::string("cmap: ") + what}; }
 
 // Format 4: segments of codes whose glyphs follow from a delta or stand in an array.
-Status readSegments(ByteView table, std::size_t at, CmapSubtable& subtable) {
+Status readSegments(ByteView table, std::size_t at, CmapSubtable& subtable, std::size_t& entries) {
   Reader in(table, at + 6);
   const std::size_t count = in.u16() / 2;
   const std::size_t ends = at + 14, starts = ends + 2 * count + 2, deltas = starts + 2 * count,
@@ -24,7 +24,6 @@ Status readSegments(ByteView table, std::size_t at, CmapSubtable& subtable) {
   const auto u16 = [&](std::size_t position) {
     return position + 2 <= table.size() ? static_cast<std::uint32_t>(table[position] << 8 | table[position + 1]) : 0u;
   };
-  std::size_t entries = 0;
   for (std::size_t i = 0; i < count; ++i) {
     const std::uint32_t end = u16(ends + 2 * i), start = u16(starts + 2 * i), delta = u16(deltas + 2 * i),
                         range = u16(ranges + 2 * i);
@@ -43,7 +42,8 @@ Status readSegments(ByteView table, std::size_t at, CmapSubtable& subtable) {
   return {};
 }
 
-Status readSubtable(ByteView table, std::size_t at, CmapSubtable& subtable) {
+// entries counts the codes read so far.
+Status readSubtable(ByteView table, std::size_t at, CmapSubtable& subtable, std::size_t& entries) {
   Reader in(table, at);
   const int format = in.u16();
   const auto put = [&](std::uint32_t code, std::uint32_t glyph) {
@@ -55,7 +55,7 @@ Status readSubtable(ByteView table, std::size_t at, CmapSubtable& subtable) {
       for (std::uint32_t code = 0; code < 256; ++code) put(code, in.u8());
       return {};
     case 4:
-      return readSegments(table, at, subtable);
+      return readSegments(table, at, subtable, entries);
     case 6: {
       in.skip(4);
       const std::uint32_t first = in.u16(), count = in.u16();
@@ -65,14 +65,14 @@ Status readSubtable(ByteView table, std::size_t at, CmapSubtable& subtable) {
     case 10: {
       in.skip(10);
       const std::uint32_t first = in.u32(), count = in.u32();
-      if (count > kMaxEntries || first > 0x10ffff) return Error{ErrorKind::limit, "cmap: too many entries"};
+      entries += count;
+      if (entries > kMaxEntries || first > 0x10ffff) return Error{ErrorKind::limit, "cmap: too many entries"};
       for (std::uint32_t i = 0; i < count && in.ok(); ++i) put(first + i, in.u16());
       return {};
     }
     case 12: {
       in.skip(10);
       const std::uint32_t groups = in.u32();
-      std::size_t entries = 0;
       for (std::uint32_t g = 0; g < groups && in.ok(); ++g) {
         const std::uint32_t start = in.u32(), end = in.u32(), glyph = in.u32();
         if (end < start || end > 0x10ffff) return damaged("a bad group");
@@ -188,6 +188,7 @@ Result<std::vector<CmapSubtable>> readCmap(ByteView table) {
   const std::size_t count = in.u16();
   if (!in.ok() || count > kMaxSubtables) return damaged("a bad directory");
   std::vector<CmapSubtable> subtables;
+  std::size_t entries = 0;
   for (std::size_t i = 0; i < count; ++i) {
     CmapSubtable subtable;
     subtable.platform = in.u16();
@@ -196,7 +197,7 @@ Result<std::vector<CmapSubtable>> readCmap(ByteView table) {
     if (!in.ok()) return damaged("a bad directory");
     Reader format(table, offset);
     if (format.u16() == 14) continue;
-    OPTIMIZER_TRY(readSubtable(table, offset, subtable));
+    OPTIMIZER_TRY(readSubtable(table, offset, subtable, entries));
     subtables.push_back(std::move(subtable));
   }
   return subtables;

@@ -265,6 +265,16 @@ def cid_truetype():
 
 
 @case('smaller')
+def cid_truetype_with_broken_widths():
+    pdf = composite('CIDFontType2', 'FontFile2', TRUETYPE.read_bytes(), TEXT, to_gid=Name.Identity)
+    holder = pdf.pages[0].Resources.Font.F1.DescendantFonts[0]
+    glyphs = [glyph_of(TRUETYPE.read_bytes(), ord(c)) for c in TEXT]
+    holder.DW = 0
+    holder.W = pikepdf.Object.parse(b'[%s]' % b' '.join(b'%d [%d.3046]' % (g, 600 + (g == glyphs[0]) * 90) for g in sorted(set(glyphs))))
+    return pdf
+
+
+@case('smaller')
 def cid_truetype_upright():
     return composite('CIDFontType2', 'FontFile2', TRUETYPE.read_bytes(), TEXT, encoding=Name('/Identity-V'), to_gid=Name.Identity)
 
