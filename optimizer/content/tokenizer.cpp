@@ -192,7 +192,8 @@ std::string nameValue(const Token& token) {
         continue;
       }
     }
-    value.push_back(static_cast<char>(token.data[i]));
+    const bool stray = token.data[i] == '#';
+    value.push_back(stray ? '\0' : static_cast<char>(token.data[i]));
   }
   return value;
 }

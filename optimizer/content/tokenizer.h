@@ -69,7 +69,8 @@ bool isWhiteSpace(std::uint8_t byte);
 bool isDelimiter(std::uint8_t byte);
 inline bool isRegular(std::uint8_t byte) { return !isWhiteSpace(byte) && !isDelimiter(byte); }
 
-// The characters of a name token, without slash, #xx resolved.
+// The characters of a name token, without slash, #xx resolved. A number sign without two digits is a zero byte, as in the
+// keys of qpdf's dictionaries.
 std::string nameValue(const Token& token);
 // Appends the bytes of a string token (either kind), escapes resolved, to `bytes`.
 void appendStringValue(const Token& token, std::string& bytes);

@@ -74,8 +74,8 @@ TEST(Tokenizer, readsStrings) {
 
 TEST(Tokenizer, resolvesNameEscapes) {
   Tokenizer tokens(view("/A#20B#4 /#00 /"));
-  EXPECT_EQ(nameValue(tokens.next()), "A B#4");
-  EXPECT_EQ(nameValue(tokens.next()), "#00");
+  EXPECT_EQ(nameValue(tokens.next()), std::string("A B\0004", 5));
+  EXPECT_EQ(nameValue(tokens.next()), std::string("\00000", 3));
   EXPECT_EQ(nameValue(tokens.next()), "");
 }
 

@@ -67,6 +67,16 @@ TEST(ResourcesPass, colourSpacesOfInlineImagesStayUnderEitherKey) {
   EXPECT_THAT(page.getKey("/Resources").getKey("/ColorSpace").getKeys(), UnorderedElementsAre("/A", "/B"));
 }
 
+TEST(ResourcesPass, namesWithAStrayNumberSignAreFound) {
+  PdfBuilder pdf;
+  const std::string form = PdfBuilder::ref(pdf.addStream(kForm, "0 0 1 1 re f"));
+  pdf.addPage("/A# Do /A#1 Do /A#42 Do", "<< /XObject << /A# " + form + " /A#1 " + form + " /AB " + form + " /A#2 " + form + " >> >>");
+  auto document = pdf.open();
+  runPass(*document, makeResourcesPass());
+  QPDFObjectHandle page = document->pages()[0];
+  EXPECT_EQ(page.getKey("/Resources").getKey("/XObject").getKeys().size(), 3u);
+}
+
 TEST(ResourcesPass, unreadableContentKeepsAll) {
   PdfBuilder pdf;
   const std::string form = PdfBuilder::ref(pdf.addStream(kForm, "0 0 1 1 re f"));
