@@ -47,6 +47,7 @@ foreach(component programs development)
   endif()
   install(FILES debian/copyright ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz DESTINATION ${place} COMPONENT ${component})
 endforeach()
+install(FILES debian/kelv.lintian-overrides DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME kelv)
 add_custom_command(OUTPUT changelog.gz DEPENDS debian/changelog VERBATIM
   COMMAND gzip -9nc ${CMAKE_CURRENT_SOURCE_DIR}/debian/changelog > changelog.gz)
 add_custom_target(debian_changelog ALL DEPENDS changelog.gz)

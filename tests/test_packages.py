@@ -41,7 +41,7 @@ def test_the_package_holds_the_programs_and_what_belongs_to_them(packages):
     expected = [
         "/usr/bin/kelv", "/usr/bin/kelvara", "/usr/bin/kelv-many", "/usr/bin/kelv-compress-pdf",
         "/usr/share/man/man1/kelv.1.gz", "/usr/share/man/man1/kelvara.1.gz",
-        "/usr/share/bash-completion/completions/kelv", "/usr/share/fish/vendor_completions.d/kelvara.fish",
+        "/usr/share/bash-completion/completions/kelv", "/usr/share/fish/vendor_completions.d/kelvara.fish", "/usr/share/zsh/vendor-completions/_kelv",
         "/usr/share/applications/kelv-compress-pdf.desktop", "/usr/share/kio/servicemenus/kelv-compress-pdf.desktop",
         "/usr/share/doc/kelv/copyright", "/usr/share/doc/kelv/changelog.gz",
     ]  # fmt: skip
