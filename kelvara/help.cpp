@@ -44,13 +44,16 @@ std::string optionName(const Option& option) {
 std::string overview(bool color) {
   std::string text =
       "kelvara stands beside kelv, which makes PDF files smaller: it says what kelv may touch, shows what\n";
-  text += "was saved, and makes the profiles that kelv compresses by.\n\n";
+  text +=
+      "was saved and what is in a file, judges results, and makes the profiles that kelv compresses by.\n\n";
   text += heading("Usage", color) + "  kelvara COMMAND [options]\n\n";
   text += heading("Commands", color) + commandList("") + "\n";
   text += heading("A first run", color);
-  text += "  kelvara grant ~/Documents\n  kelv ~/Documents/report.pdf --verbose\n  kelvara stats\n\n";
+  text +=
+      "  kelvara grant ~/Documents\n  kelv ~/Documents/report.pdf --verbose\n"
+      "  kelvara compare ~/Documents/report.pdf ~/Documents/'report 2.pdf'\n  kelvara stats\n\n";
   text += "Help on one command: kelvara COMMAND --help\n";
-  text += "Exit status: 0 done, 1 failed, 2 called the wrong way.\n";
+  text += "Exit status: 0 done, 1 failed (or, of compare, different), 2 called the wrong way.\n";
   return text;
 }
 

@@ -93,7 +93,7 @@ std::string kelvManual() {
 }
 
 std::string kelvaraManual() {
-  std::string roff = title("kelvara", "grant kelv access, show what it saved, make its profiles");
+  std::string roff = title("kelvara", "grant kelv access, audit and compare PDF files, make profiles");
   roff += ".SH SYNOPSIS\n.B kelvara\n.I COMMAND \\fR[\\fIoptions\\fR]\n.SH COMMANDS\n";
   for (const Command& command : commands()) {
     roff += ".SS kelvara " + escaped(command.name) + " \\fI" + escaped(command.operands) + "\\fR\n" +
@@ -110,9 +110,18 @@ std::string kelvaraManual() {
     roff += std::string(".TP\n.B ") + key.name + " \\fR(" + escaped(typeName(key)) + "; " +
             escaped(defaultValue(key)) + ")\n" + escaped(keyMeaning(key.name)) + ".\n";
   }
-  roff += ".SH EXIT STATUS\n0 done, 1 failed, 2 called the wrong way.\n";
-  roff += ".SH ENVIRONMENT\n.TP\n.B NO_COLOR\nWhen set and not empty, nothing is coloured.\n";
-  return roff + ".SH SEE ALSO\n.BR kelv (1)\n";
+  roff +=
+      ".SH EXIT STATUS\n0 done, 1 failed, 2 called the wrong way. Of\n.B compare\n0 the files look and read "
+      "the same, 1 they differ, 2 they could not be compared.\n";
+  roff +=
+      ".SH ENVIRONMENT\n.TP\n.B NO_COLOR\nWhen set and not empty, nothing is coloured.\n.TP\n.B PATH\nWhere "
+      "the programs of poppler are found that\n.B compare\ndraws pages with.\n.TP\n.B TMPDIR\nWhere\n.B "
+      "audit\\ \\-\\-profile\nlets the engine work.\n.TP\n.B XDG_CONFIG_HOME\nIts subfolder\n.I kelvara\n"
+      "holds the preferences that kelv and kelvara share; ~/.config where it is not set.\n";
+  roff +=
+      ".SH FILES\n.TP\n.I ~/.config/kelvara/group.kelvara.plist\nThe grant and the totals.\n.TP\n.I "
+      "~/.config/kelvara/kelvara.plist\nThe history of the totals.\n";
+  return roff + ".SH SEE ALSO\n.BR kelv (1),\n.BR pdftoppm (1),\n.BR pdftotext (1)\n";
 }
 
 ExitStatus printManual(const Arguments& arguments, Context& context) {

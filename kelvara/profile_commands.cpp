@@ -1,9 +1,11 @@
 #include "kelvara/profile_commands.h"
 
 #include <algorithm>
+#include <array>
 #include <iomanip>
 #include <optional>
 #include <ostream>
+#include <vector>
 
 #include "kelv/profile/profile_keys.h"
 #include "kelvara/json.h"
@@ -40,6 +42,22 @@ void showAsJson(const kelv::CompressionProfile& profile, std::ostream& out) {
   out << "}\n";
 }
 
+using Rows = std::vector<std::array<std::string, 3>>;
+
+// Three columns, each as wide as its widest text.
+void printRows(const Rows& rows, std::ostream& out) {
+  std::size_t nameWidth = 0;
+  std::size_t valueWidth = 0;
+  for (const auto& [name, value, meaning] : rows) {
+    nameWidth = std::max(nameWidth, name.size());
+    valueWidth = std::max(valueWidth, value.size());
+  }
+  for (const auto& [name, value, meaning] : rows) {
+    out << std::left << std::setw(static_cast<int>(nameWidth) + 2) << name
+        << std::setw(static_cast<int>(valueWidth) + 2) << value << meaning << "\n";
+  }
+}
+
 }  // namespace
 
 ExitStatus listProfiles(const Arguments& arguments, Context& context) {
@@ -70,19 +88,19 @@ ExitStatus showProfile(const Arguments& arguments, Context& context) {
   if (const ReadyProfile* ready = findReadyProfile(name)) {
     context.out << ready->name << ": " << ready->summary << ".\n" << ready->text << "\n\n";
   }
+  Rows rows;
   for (const kelv::ProfileKey& key : kelv::profileKeys()) {
     const auto entry = profile->find(key.name);
     const bool isSet = entry != profile->end();
     if (!isSet && !arguments.has("--all")) continue;
-    context.out << std::left << std::setw(40) << key.name << std::setw(9)
-                << (isSet ? readableValue(entry->second) : defaultValue(key)) << keyMeaning(key.name)
-                << (isSet ? "" : " (by default)") << "\n";
+    rows.push_back({key.name, isSet ? readableValue(entry->second) : defaultValue(key),
+                    keyMeaning(key.name) + (isSet ? "" : " (by default)")});
   }
   for (const auto& [key, value] : *profile) {
-    if (kelv::findProfileKey(key) != nullptr) continue;
-    context.out << std::left << std::setw(40) << key << std::setw(9) << readableValue(value)
-                << "(kelv knows no such key)\n";
+    if (kelv::findProfileKey(key) == nullptr)
+      rows.push_back({key, readableValue(value), "(kelv knows no such key)"});
   }
+  printRows(rows, context.out);
   return exitOk;
 }
 

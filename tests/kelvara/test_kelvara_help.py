@@ -8,6 +8,7 @@ import subprocess
 import pytest
 
 from companion import OK, USAGE, kelvara
+from documents import document
 from world import BUILD, KELVARA
 
 COMMANDS = [
@@ -103,6 +104,15 @@ def test_colours_only_on_a_terminal_and_never_with_no_color(world):
     assert b"\x1b[" not in on_terminal(world, "--help", NO_COLOR="1")
     assert b"\x1b[" in on_terminal(world, "--help", NO_COLOR="")
     assert "\x1b[" not in kelvara(world, "--help").out
+
+
+def test_progress_is_shown_on_a_terminal_and_goes_away(world):
+    document(world.documents / "a.pdf")
+    written = on_terminal(world, "audit", "a.pdf", "--profile", "web")
+    assert b"a.pdf: reading" in written
+    assert b"a.pdf: trying web" in written
+    assert written.rindex(b"\r\x1b[K") < written.index(b"a.pdf: ", written.rindex(b"\r\x1b[K"))
+    assert kelvara(world, "audit", "a.pdf", "--profile", "web").err == ""
 
 
 def test_output_that_cannot_be_written_is_a_failure(world):

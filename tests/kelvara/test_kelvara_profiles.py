@@ -213,3 +213,14 @@ def test_check_names_a_file_that_kelv_would_not_find(world):
     answer = kelvara(world, "profile", "check", "p.plist")
     assert answer.status == FAILURE
     assert "“.kelvcp”" in answer.out
+
+
+def test_columns_stand_below_each_other(world):
+    lines = kelvara(world, "profile", "show", "web", "--all").lines
+    rows = [line for line in lines if line.startswith(("strip", "remove", "image", "custom"))]
+    assert len(rows) > 20
+    second = rows[0].index("0.75")
+    third = rows[0].index("quality of")
+    for row in rows:
+        assert row[second - 2 : second] == "  " and row[second] != " ", row
+        assert row[third - 2 : third] == "  " and row[third] != " ", row
