@@ -171,6 +171,11 @@ void ResourcesPass::dropDefaults(QPDFObjectHandle object) {
   if (!object.isStream()) return;
   QPDFObjectHandle dictionary = object.getDict();
   QPDFObjectHandle subtype = dictionary.getKey("/Subtype");
+  // The type of an external object is optional, and its name obsolete (8.9.5, 8.10.2).
+  if (subtype.isNameAndEquals("/Form") || subtype.isNameAndEquals("/Image")) {
+    if (dictionary.getKey("/Type").isNameAndEquals("/XObject")) drop(dictionary, "/Type");
+    if (dictionary.getKey("/Name").isName()) drop(dictionary, "/Name");
+  }
   if (subtype.isNameAndEquals("/Form")) {
     QPDFObjectHandle type = dictionary.getKey("/FormType");
     if (type.isInteger() && type.getIntValue() == 1) drop(dictionary, "/FormType");

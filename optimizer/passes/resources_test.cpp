@@ -12,7 +12,7 @@ using ::testing::UnorderedElementsAre;
 using testing::PdfBuilder;
 using testing::runPass;
 
-constexpr char kForm[] = "/Type /XObject /Subtype /Form /BBox [0 0 9 9] ";
+constexpr char kForm[] = "/Subtype /Form /BBox [0 0 9 9] ";
 
 std::set<std::string> namesOf(QPDFObjectHandle resources, const char* category) {
   QPDFObjectHandle dictionary = resources.getKey(category);
@@ -87,7 +87,7 @@ TEST(ResourcesPass, unreadableContentKeepsAll) {
 
 TEST(ResourcesPass, dropsEntriesThatSayTheirDefault) {
   PdfBuilder pdf;
-  const int form = pdf.addStream(std::string(kForm) + "/FormType 1 /Matrix [1 0 0 1 0 0.0]", "0 0 1 1 re f");
+  const int form = pdf.addStream(std::string(kForm) + "/Type /XObject /Name /A /FormType 1 /Matrix [1 0 0 1 0 0.0]", "0 0 1 1 re f");
   const int turned = pdf.addStream(std::string(kForm) + "/Matrix [0 1 -1 0 0 0]", "0 0 1 1 re f");
   pdf.addPage("/A Do /B Do", "<< /XObject << /A " + PdfBuilder::ref(form) + " /B " + PdfBuilder::ref(turned) + " >> >>",
               "/MediaBox [0 0 612 792] /CropBox [612 792 0 0] /Rotate 0 /Annots []");
@@ -99,6 +99,7 @@ TEST(ResourcesPass, dropsEntriesThatSayTheirDefault) {
   EXPECT_TRUE(second.hasKey("/CropBox") && second.hasKey("/Rotate"));
   QPDFObjectHandle dictionary = document->pdf().getObject(form, 0).getDict();
   EXPECT_FALSE(dictionary.hasKey("/Matrix") || dictionary.hasKey("/FormType"));
+  EXPECT_FALSE(dictionary.hasKey("/Type") || dictionary.hasKey("/Name"));
   EXPECT_TRUE(document->pdf().getObject(turned, 0).getDict().hasKey("/Matrix"));
 }
 

@@ -3,7 +3,8 @@
 //   1. Each stream's filters are undone from the outside in, as far as they wrap plain bytes: ASCII85, ASCIIHex, run
 //      length, LZW and Flate. A predictor that the innermost of them has stays in place, so its parameters stay valid.
 //   2. What is left is deflated. Where an image codec's bytes are left, Deflate is tried around them.
-//   3. The smaller of old and new, filter names included, is kept.
+//   3. Where the bytes are a table of numbers, the differences between them are tried.
+//   4. The smaller of old and new, filter names included, is kept.
 //
 // Bytes are read and set on the calling thread, and coded on the pool; a batch holds so many that memory stays bounded.
 #include <algorithm>
@@ -19,6 +20,7 @@
 #include "optimizer/document/filters.h"
 #include "optimizer/document/reachable.h"
 #include "optimizer/document/stream_data.h"
+#include "optimizer/passes/number_tables.h"
 #include "optimizer/passes/passes.h"
 #include "optimizer/pipeline/report.h"
 #include "optimizer/settings/settings.h"
@@ -102,11 +104,13 @@ struct Job {
   QPDFObjectHandle stream;
   std::vector<Filter> filters;
   Bytes coded;
+  unsigned tableStep = 0;  // where the plain bytes are a table of numbers
   // What the pool finds: how many filters it undid, and whether Deflate is put around the rest. Empty when kept.
   std::optional<Bytes> better;
   std::size_t undone = 0;
   bool deflated = false;
   bool predictorKept = false;
+  std::uint32_t columns = 0;  // of the table whose differences the better bytes hold
 };
 
 // Bytes that the stream dictionary spends on a list of filters.
@@ -114,6 +118,19 @@ std::size_t cost(const std::vector<Filter>& filters) {
   std::size_t bytes = filters.empty() ? 0 : 8;
   for (const Filter& filter : filters) bytes += filter.name.size();
   return bytes;
+}
+
+// What the decode parameters of a table of differences take in the dictionary, about.
+constexpr std::size_t kTableParms = 50;
+
+void tryDifferences(Job& job, ByteView plain, std::size_t best, std::size_t wrapped) {
+  const std::uint32_t columns = tableColumns(job.tableStep, plain.size());
+  if (columns == 0 || best <= wrapped + kTableParms) return;
+  Bytes deflated = deflateBelow(tableDifferences(job.tableStep, plain), best - wrapped - kTableParms);
+  if (deflated.empty()) return;
+  job.better = std::move(deflated);
+  job.deflated = true;
+  job.columns = columns;
 }
 
 void recode(Job& job) {
@@ -149,10 +166,12 @@ void recode(Job& job) {
   if ((undone > 0 || rest.empty()) && best > wrapped) {
     Bytes deflated = deflateBelow(bytes, best - wrapped);
     if (!deflated.empty()) {
+      best = deflated.size() + wrapped;
       job.better = std::move(deflated);
       job.deflated = true;
     }
   }
+  if (rest.empty() && !predictorKept) tryDifferences(job, bytes, best, wrapped);
   job.undone = undone;
   job.predictorKept = predictorKept;
 }
@@ -166,6 +185,13 @@ void apply(Job& job) {
     if (job.predictorKept) {
       kept = job.filters[job.undone - 1].parms.shallowCopy();
       kept.removeKey("/EarlyChange");
+      anyParms = true;
+    }
+    if (job.columns != 0) {
+      kept = QPDFObjectHandle::newDictionary();
+      kept.replaceKey("/Predictor", QPDFObjectHandle::newInteger(2));
+      kept.replaceKey("/Columns", QPDFObjectHandle::newInteger(job.columns));
+      kept.replaceKey("/Colors", QPDFObjectHandle::newInteger(job.tableStep));
       anyParms = true;
     }
     parms.push_back(kept);
@@ -203,6 +229,7 @@ class StreamsPass : public Pass {
       job.stream = object;
       job.filters = std::move(*filters);
       job.coded = std::move(*coded);
+      job.tableStep = tableStep(dictionary);
       held += job.coded.size();
       batch.push_back(std::move(job));
       if (held >= kBatchBytes) {
