@@ -19,6 +19,8 @@ set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_NAME kelv)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SHLIBDEPS ON)
+# kelvara compare draws pages with poppler.
+set(CPACK_DEBIAN_PROGRAMS_PACKAGE_RECOMMENDS poppler-utils)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SUGGESTS "libnotify-bin, parallel")
 set(CPACK_COMPONENT_PROGRAMS_DESCRIPTION "make PDF files smaller from the terminal
 kelv re-codes pictures for the resolution at which a page shows them,

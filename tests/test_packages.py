@@ -64,6 +64,7 @@ def test_the_fields_name_what_is_needed(packages):
     # The engine is loaded at run time; what it needs itself is found all the same.
     assert {"libc6", "libstdc++6", "libqpdf29", "libicu72", "libglib2.0-0"} <= needed
     assert not [name for name in needed if name.endswith("-dev")]
+    assert fields["Recommends"] == "poppler-utils"
     assert fields["Section"] == "utils" and fields["Description"]
     fields = dict(re.findall(r"^([A-Z][\w-]+): (.*)$", output("dpkg-deb", "-f", packages["kelv-dev"]), re.M))
     assert fields["Depends"] == f"kelv (= {fields['Version']})"
