@@ -122,7 +122,7 @@ RenderedPage renderPage(const Renderer& renderer, const std::string& path, const
   }
   if (!password.empty()) command.insert(command.end(), {"-upw", password});
   command.push_back(path);
-  ProgramRun run = runProgram(command);
+  ProgramRun run = runProgram(command, {std::chrono::seconds(30)});
   RenderedPage rendered;
   rendered.pixels = readPpm(run.output);
   if (rendered.pixels.empty()) {

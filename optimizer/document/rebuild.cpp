@@ -94,7 +94,8 @@ class Rebuilder {
       const std::size_t last = body.rfind("endobj");
       if (last != std::string_view::npos) body = body.substr(0, last);
       if (hasType(dictionary, "/ObjStm") && stream != std::string_view::npos) {
-        unpack(dictionary, body.substr(stream + 6));
+        // In damaged files the word may come behind the object's end.
+        if (stream + 6 <= body.size()) unpack(dictionary, body.substr(stream + 6));
       } else if (!hasType(dictionary, "/XRef")) {
         objects_[headings[i].number] = std::string(body);
       }
@@ -128,7 +129,7 @@ class Rebuilder {
       const long offset = std::strtol(at, &next, 10);
       if (next == at || number <= 0 || offset < 0) break;
       at = next;
-      members.emplace_back(number, static_cast<std::size_t>(first + offset));
+      members.emplace_back(number, static_cast<std::size_t>(first) + static_cast<std::size_t>(offset));
     }
     for (std::size_t i = 0; i < members.size(); ++i) {
       const std::size_t begin = members[i].second;

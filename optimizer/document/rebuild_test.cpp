@@ -60,5 +60,14 @@ TEST(Rebuild, LetsTheLastObjectOfANumberCount) {
   EXPECT_EQ(pagesOf(cut + "2 0 obj << /Type /Pages /Kids [ 4 0 R ] /Count 1 >> endobj\n"), 1u);
 }
 
+TEST(Rebuild, PassesOverObjectStreamsThatEndBeforeTheyBegin) {
+  const std::string whole = threePages().build();
+  const std::string cut = whole.substr(0, whole.find("xref\n"));
+  EXPECT_EQ(pagesOf(cut + "9 0 obj << /Type /ObjStm /N 1 /First 3 >> endobj\nstream\n1 9\n"), 3u);
+  EXPECT_EQ(pagesOf(cut + "9 0 obj << /Type /ObjStm /N 1 /First 3 >> endobj\nstream"), 3u);
+  EXPECT_EQ(pagesOf(cut + "9 0 obj << /Type /ObjStm /N 1 /First 24 >>\nstream\n"
+                          "5 9223372036854775807 ()\nendstream endobj\n"), 3u);
+}
+
 }  // namespace
 }  // namespace optimizer
