@@ -16,6 +16,7 @@
 
 #include "optimizer/document/annotation_appearance.h"
 #include "optimizer/document/document.h"
+#include "optimizer/document/field_text.h"
 #include "optimizer/document/reachable.h"
 #include "optimizer/document/stream_data.h"
 #include "optimizer/passes/passes.h"
@@ -66,10 +67,45 @@ class Flattener {
         const std::string type = field.getFieldType();
         if (type != "/Tx" && type != "/Ch") continue;
         if (!outdated && widget.getAppearanceStream("/N").isStream()) continue;
+        if (type == "/Tx" && setText(field, widget)) continue;
         field.generateAppearance(widget);
         settle(widget);
       }
     }
+  }
+
+  // What the generator below does not know: several lines, text that is not set from the left, backgrounds and borders.
+  bool setText(QPDFFormFieldObjectHelper& field, QPDFAnnotationObjectHelper& widget) {
+    FieldText text;
+    text.multiline = (field.getFlags() & ff_tx_multiline) != 0;
+    text.quadding = field.getQuadding();
+    const bool password = (field.getFlags() & ff_tx_password) != 0;
+    QPDFObjectHandle annotation = widget.getObjectHandle();
+    QPDFObjectHandle box = annotation.getKey("/MK");
+    const bool boxed = box.isDictionary() && (box.hasKey("/BG") || box.hasKey("/BC")) &&
+                       !widget.getAppearanceStream("/N").isStream();
+    if (!password && ((!text.multiline && text.quadding == 0 && !boxed) || (field.getFlags() & ff_tx_comb) != 0)) {
+      return false;
+    }
+    text.value = field.getValueAsString();
+    // Viewers show that something was typed as a password, and not what.
+    if (password) text.value.assign(std::min<std::size_t>(text.value.size(), 64), '*');
+    text.defaultAppearance = field.getDefaultAppearance();
+    QPDFObjectHandle form = drawFieldText(pdf_, annotation, text, formFonts());
+    if (!form.isStream()) return password;
+    QPDFObjectHandle appearances = QPDFObjectHandle::newDictionary();
+    appearances.replaceKey("/N", form);
+    annotation.replaceKey("/AP", appearances);
+    return true;
+  }
+
+  // The Font resources of the form, or null.
+  QPDFObjectHandle formFonts() {
+    QPDFObjectHandle fonts = pdf_.getRoot();
+    for (const char* key : {"/AcroForm", "/DR", "/Font"}) {
+      fonts = fonts.isDictionary() ? fonts.getKey(key) : QPDFObjectHandle::newNull();
+    }
+    return fonts;
   }
 
   // The generator leaves its text as a filter that waits on the stream; from here on it is plain bytes.
@@ -142,11 +178,7 @@ class Flattener {
   }
 
   QPDFObjectHandle drawn(QPDFObjectHandle annotation) {
-    QPDFObjectHandle fonts = pdf_.getRoot();
-    for (const char* key : {"/AcroForm", "/DR", "/Font"}) {
-      fonts = fonts.isDictionary() ? fonts.getKey(key) : QPDFObjectHandle::newNull();
-    }
-    const DrawnAppearance drawing = drawAnnotation(annotation, fonts);
+    const DrawnAppearance drawing = drawAnnotation(annotation, formFonts());
     if (drawing.content.empty()) return QPDFObjectHandle::newNull();
     QPDFObjectHandle form = QPDFObjectHandle::newStream(&pdf_);
     QPDFObjectHandle dictionary = form.getDict();

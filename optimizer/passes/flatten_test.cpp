@@ -113,6 +113,37 @@ TEST(Flatten, MakesAppearancesForFieldsThatHaveNone) {
   EXPECT_NE(testing::written(*document).find("(hello) Tj"), std::string::npos) << testing::written(*document);
 }
 
+// Several lines, text that is not set from the left, and a password, which nobody sees.
+TEST(Flatten, SetsFieldTextAsItsFlagsSay) {
+  struct Case {
+    const char* entries;
+    std::vector<const char*> shown;
+    const char* not_shown;
+  };
+  const Case cases[] = {
+      {"/Ff 4096 /V (one two three four)", {"(one two three)", "(four)"}, "four)) Tj"},
+      {"/Q 1 /V (mid) /MK << /BG [ 1 1 0 ] /BC [ 0 ] >>", {"40.334 4.7 Td (mid) Tj", "1.000 1.000 0.000 rg"}, "(mid) Tj\n("},
+      {"/Q 2 /V (right)", {"(right) Tj"}, "\n2 4.7 Td"},
+      {"/Ff 8192 /V (secret)", {"(******) Tj"}, "(secret) Tj"},
+  };
+  for (const Case& c : cases) {
+    PdfBuilder builder;
+    const int field = builder.addObject(std::string("<< /Subtype /Widget /FT /Tx /T (a) /DA (/Helv 12 Tf 0 g) "
+                                                    "/Rect [0 0 100 ") +
+                                        (std::string(c.entries).find("4096") != std::string::npos ? "60" : "17.2") +
+                                        "] " + c.entries + " >>");
+    const int font = builder.addObject("<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
+    builder.addPage("", "<< >>", "/Annots [ " + ref(field) + " ]");
+    builder.addToCatalog("/AcroForm << /Fields [ " + ref(field) + " ] /DR << /Font << /Helv " + ref(font) +
+                         " >> >> >>");
+    const auto document = builder.open();
+    runPass(*document, makeFlattenPass(), flattening(flattenFormFields));
+    const std::string out = testing::written(*document);
+    for (const char* shown : c.shown) EXPECT_NE(out.find(shown), std::string::npos) << shown << "\n" << out;
+    EXPECT_EQ(out.find(c.not_shown), std::string::npos) << c.not_shown;
+  }
+}
+
 TEST(Flatten, KeepsNamesOfSharedResourcesToThePageThatNeedsThem) {
   PdfBuilder builder;
   const int appearance = builder.addStream("/Subtype /Form /BBox [0 0 10 10]", "0 0 10 10 re f");

@@ -1,0 +1,22 @@
+// Text fields that have a value and no appearance, set as viewers set them (ISO 32000-1, 12.7.4.3).
+#pragma once
+
+#include <qpdf/QPDFObjectHandle.hh>
+#include <string>
+
+namespace optimizer {
+
+struct FieldText {
+  std::string value;              // UTF-8
+  std::string defaultAppearance;  // DA, with what the field inherits
+  int quadding = 0;               // 0 left, 1 centred, 2 right
+  bool multiline = false;
+};
+
+// A form XObject of `pdf` with background, border and text, in a standard font. Null where the value has
+// characters that such a font lacks, where the widget is turned or where it has no area: then nothing is
+// known here of how it looks.
+QPDFObjectHandle drawFieldText(QPDF& pdf, QPDFObjectHandle widget, const FieldText& text,
+                               QPDFObjectHandle fonts);
+
+}  // namespace optimizer
