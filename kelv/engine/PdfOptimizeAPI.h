@@ -89,7 +89,8 @@ int PdfOptimizeSetBitonalCompressions(OptimizerHandle handle, int mask);
 int PdfOptimizeSetContinuousCompressions(OptimizerHandle handle, int mask);
 int PdfOptimizeSetIndexedCompressions(OptimizerHandle handle, int mask);
 
-/* 0 none; how grey becomes bitonal where that is asked for. */
+/* How grey becomes bitonal, in resampling and where no other codec is allowed: 0 by a threshold, 1 by error diffusion,
+ * 2 by an ordered pattern. */
 int PdfOptimizeSetDitheringMode(OptimizerHandle handle, int mode);
 
 /* Layered coding of scanned pages: a codec number each for layers, mask and pictures; quality 1 to 100. */

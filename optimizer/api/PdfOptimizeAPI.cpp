@@ -315,7 +315,7 @@ int PdfOptimizeSetIndexedCompressions(OptimizerHandle handle, int mask) {
 
 int PdfOptimizeSetDitheringMode(OptimizerHandle handle, int mode) {
   return call(handle, [&]() -> Status {
-    if (mode < 0) return outOfRange("The dithering mode");
+    if (mode < 0 || mode > 2) return outOfRange("The dithering mode");
     handle->settings.ditheringMode = mode;
     return {};
   });

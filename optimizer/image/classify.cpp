@@ -1,6 +1,7 @@
 #include "optimizer/image/classify.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <unordered_map>
 
@@ -93,6 +94,39 @@ ImageFacts measureImage(const Pixels& pixels) {
     if (blackOrWhite) facts.kind = ImageClass::bitonal;
   }
   return facts;
+}
+
+bool chromaSurvivesHalving(const Pixels& pixels) {
+  if (pixels.kind() != ColorKind::rgb || pixels.bits() != 8) return true;
+  constexpr std::uint32_t cell = 16;
+  constexpr auto most = static_cast<std::int64_t>(mostHalvingError * mostHalvingError * 2 * cell * cell);
+  // What one channel of colour difference loses in a block of two by two: the squares around their mean.
+  const auto lost = [](const std::array<int, 4>& values) {
+    const int sum = values[0] + values[1] + values[2] + values[3];
+    int squares = 0;
+    for (int value : values) squares += value * value;
+    return squares - sum * sum / 4;
+  };
+  std::vector<std::int64_t> errors;
+  for (std::uint32_t top = 0; top + 2 <= pixels.height(); top += cell) {
+    errors.assign(pixels.width() / cell + 1, 0);
+    for (std::uint32_t y = top; y < std::min(top + cell, pixels.height() - 1); y += 2) {
+      const std::uint8_t *upper = pixels.row(y), *lower = pixels.row(y + 1);
+      for (std::uint32_t x = 0; x + 2 <= pixels.width(); x += 2) {
+        std::array<int, 4> blue{}, red{};
+        for (std::size_t i = 0; i < 4; ++i) {
+          const std::uint8_t* s = (i < 2 ? upper : lower) + std::size_t{x + i % 2} * 3;
+          const int luma = (77 * s[0] + 150 * s[1] + 29 * s[2] + 128) >> 8;
+          blue[i] = (s[2] - luma) * 144 / 256;
+          red[i] = (s[0] - luma) * 182 / 256;
+        }
+        errors[x / cell] += lost(blue) + lost(red);
+      }
+    }
+    if (std::any_of(errors.begin(), errors.end(), [](std::int64_t error) { return error > most; }))
+      return false;
+  }
+  return true;
 }
 
 Pixels indexByPalette(const Pixels& pixels, const Bytes& palette) {

@@ -36,6 +36,12 @@ struct ImageFacts {
 // pixels: 1 bit, or 8 bits of 1, 3 or 4 channels (other counts are continuous without a palette).
 ImageFacts measureImage(const Pixels& pixels);
 
+// False where colours change so sharply that a JPEG of half the colour resolution would bleed them into one another:
+// coloured letters, not photographs. RGB of 8 bits; others survive.
+bool chromaSurvivesHalving(const Pixels& pixels);
+// The root mean square error, in levels of 255, that the colours may get by halving in any cell of 16 by 16 pixels.
+constexpr double mostHalvingError = 9;
+
 // The pixels as indexes of palette, which holds every colour that occurs.
 Pixels indexByPalette(const Pixels& pixels, const Bytes& palette);
 

@@ -146,6 +146,23 @@ TEST(Classes, AreMeasuredOnPixels) {
   EXPECT_FALSE(measureImage(photo(100, 100)).palette.has_value());
 }
 
+TEST(Chroma, SurvivesHalvingInPhotographsAndNotInColouredLetters) {
+  EXPECT_TRUE(chromaSurvivesHalving(photo(200, 160)));
+  EXPECT_TRUE(chromaSurvivesHalving(photo(200, 160, 1)));
+  // Strokes of magenta on cyan, two pixels wide, of nearly the same brightness.
+  Pixels letters = photo(200, 160);
+  for (std::uint32_t y = 40; y < 60; ++y) {
+    for (std::uint32_t x = 40; x < 90; ++x) {
+      std::uint8_t* sample = letters.row(y) + x * 3;
+      const bool stroke = x % 5 < 2;
+      sample[0] = stroke ? 255 : 0;
+      sample[1] = stroke ? 60 : 200;
+      sample[2] = 200;
+    }
+  }
+  EXPECT_FALSE(chromaSurvivesHalving(letters));
+}
+
 TEST(Palette, HoldsEveryPixel) {
   const Pixels pixels = bars(77, 31);
   const ImageFacts facts = measureImage(pixels);

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "optimizer/codec/jpeg.h"
+#include "optimizer/image/classify.h"
 
 namespace optimizer {
 namespace {
@@ -125,7 +126,7 @@ Search::Outcome Search::descend() {
 }
 
 LookResult Search::run() {
-  subsample_ = pixels_.channels() >= 3;
+  subsample_ = pixels_.channels() >= 3 && chromaSurvivesHalving(pixels_);
   Outcome outcome = descend();
   if (outcome == Outcome::colorSuffers && subsample_) {
     subsample_ = false;

@@ -7,10 +7,14 @@
 #include "optimizer/codec/bitonal_codec.h"
 #include "optimizer/codec/flate.h"
 #include "optimizer/codec/jpeg.h"
+#include "optimizer/codec/jpx.h"
 #include "optimizer/image/candidates.h"
 #include "optimizer/image/classify.h"
+#include "optimizer/image/codec_rules.h"
 #include "optimizer/image/decode.h"
+#include "optimizer/image/dither.h"
 #include "optimizer/image/lossy.h"
+#include "optimizer/image/lossy_jpx.h"
 #include "optimizer/image/mrc_plane.h"
 #include "optimizer/image/quantize.h"
 #include "optimizer/image/resample.h"
@@ -44,6 +48,18 @@ constexpr std::uint64_t mostFilled = 8'000'000;
 constexpr double lossyAdvantage = 0.92;
 // Below this many bytes an image is not worth any loss.
 constexpr std::size_t tinyImage = 600;
+
+// JPEG 2000 costs viewers many times the work of the other codings: it must be this much smaller than the
+// best of them to be taken, and there must be something to gain.
+constexpr double jpxAdvantage = 0.8;
+constexpr std::size_t leastForJpx = 8000;
+constexpr double losslessJpxAdvantage = 0.9;
+constexpr int mostJpxSteps = 3;
+// Bytes of samples: its encoder takes more than ten times as much memory.
+constexpr std::size_t mostForJpx = std::size_t{9} << 20;
+
+// Where an image must be coded anew, whatever it takes now.
+constexpr std::size_t anySize = ~std::size_t{0} / 4;
 
 struct Size {
   std::uint32_t width, height;
@@ -117,7 +133,7 @@ void fillHiddenFlat(Pixels& pixels, const Pixels& alpha) {
 class Recoding {
  public:
   Recoding(const ImageJob& job, const Settings& settings)
-      : job_(job), settings_(settings), choice_(job.source.storedBytes) {}
+      : job_(job), settings_(settings), rules_(job.source, settings), choice_(sizeToBeat()) {}
 
   std::optional<RecodedImage> run();
 
@@ -130,6 +146,16 @@ class Recoding {
     return job_.source.coding == ImageCoding::raw || job_.source.coding == ImageCoding::flate;
   }
 
+  bool forced() const {
+    const bool losslessSource = sampled() || presentCodec(job_.source) == Codec::bitonal;
+    return rules_.mustChange() || (settings_.forceRecompression && (lossyAllowed() || losslessSource));
+  }
+  std::size_t sizeToBeat() const { return forced() ? anySize : job_.source.storedBytes; }
+  // Whether samples of that class may be coded by Flate, or stay coded so.
+  bool mayDeflate(bool allowed) const {
+    return allowed || (presentCodec(job_.source) == Codec::flate && !rules_.mustChange());
+  }
+
   void offerSameSamples();
   void offerBitonal(const Pixels& pixels, bool lossless);
   void offerLossless(const Pixels& pixels, const ImageFacts& facts, bool exact);
@@ -138,13 +164,17 @@ class Recoding {
   void offerFewerColors(const Pixels& pixels, const ImageFacts& facts, const LookTarget& target,
                         const Views& views);
   LookFloor floorFor(const ImageFacts& facts) const;
+  void offerJpx(const LookTarget* target, const Pixels& pixels, const std::optional<EncodedImage>& jpeg);
+  void offerLosslessJpx(const Pixels& pixels);
   void bitonalImage(const Pixels& pixels);
+  void becomeBitonal(const Pixels& pixels);
   void tonedImage(Pixels pixels);
   Pixels reduced(const Pixels& pixels, const ImageFacts& facts, Size size) const;
   bool fillHidden(Pixels& pixels, const ImageFacts& facts);
 
   const ImageJob& job_;
   const Settings& settings_;
+  const CodecRules rules_;
   Choice choice_;
   Pixels alpha_;  // of the soft mask, where it has the picture's size
 };
@@ -152,6 +182,8 @@ class Recoding {
 // Any coding whose samples need no understanding: the same samples in fewer bytes.
 void Recoding::offerSameSamples() {
   if (job_.source.coding == ImageCoding::jpeg) {
+    // Coding anew is what was asked for, not the same coefficients once more.
+    if (rules_.mustChange() || (settings_.forceRecompression && lossyAllowed())) return;
     Result<Bytes> smaller = optimizeJpeg(job_.source.data);
     if (!smaller) return;
     EncodedImage image;
@@ -164,7 +196,10 @@ void Recoding::offerSameSamples() {
     image.height = job_.source.height;
     image.data = std::move(*smaller);
     choice_.offer({std::move(image), {}, {}, true});
-  } else if (sampled()) {
+  } else if (sampled() &&
+             mayDeflate(job_.source.color.kind == ColorKind::indexed ? rules_.indexed(Codec::flate)
+                        : job_.source.bits == 1                      ? rules_.bitonal(Codec::flate)
+                                                                     : rules_.continuous(Codec::flate))) {
     Result<PackedSamples> samples = decodeSamples(job_.source);
     if (!samples) return;
     Candidate candidate = plainCandidate(*samples);
@@ -174,16 +209,27 @@ void Recoding::offerSameSamples() {
 }
 
 void Recoding::offerBitonal(const Pixels& pixels, bool lossless) {
-  Candidate flate = plainCandidate(pixels);
-  flate.image.lossless = lossless;
-  if (allows(settings_.bitonalCodecs, Codec::bitonal)) {
+  if (rules_.bitonal(Codec::bitonal)) {
     Candidate bitonal{encodeBitonal(pixels), {}, {}, false};
     bitonal.image.lossless = lossless;
     choice_.offer(std::move(bitonal));
   }
-  if (allows(settings_.bitonalCodecs, Codec::flate) || allows(settings_.bitonalCodecs, Codec::automatic)) {
+  if (mayDeflate(rules_.bitonal(Codec::flate))) {
+    Candidate flate = plainCandidate(pixels);
+    flate.image.lossless = lossless;
     choice_.offer(std::move(flate));
   }
+}
+
+// Grey and colours where the settings leave them no other coding.
+void Recoding::becomeBitonal(const Pixels& pixels) {
+  const Pixels grey = lumaOf(pixels);
+  const Size size = targetSize(job_, settings_.monochrome);
+  const Pixels smaller = resample(grey, size.width, size.height);
+  Candidate bitonal{
+      encodeBitonal(ditherTo1Bit(smaller, static_cast<Dithering>(settings_.ditheringMode))), {}, {}, false};
+  bitonal.image.lossless = false;
+  choice_.offer(std::move(bitonal));
 }
 
 void Recoding::bitonalImage(const Pixels& pixels) {
@@ -191,7 +237,7 @@ void Recoding::bitonalImage(const Pixels& pixels) {
   const Size size = targetSize(job_, settings_.bitonal);
   if (size == Size{pixels.width(), pixels.height()} || settings_.imageQuality >= 100) return;
   const Pixels grey = resample(expandTo8Bits(pixels), size.width, size.height);
-  const Pixels bitonal = thresholdTo1Bit(grey);
+  const Pixels bitonal = ditherTo1Bit(grey, static_cast<Dithering>(settings_.ditheringMode));
   if (settings_.perceptualQuality) {
     if (!looksRight(Views(expandTo8Bits(pixels), job_), bitonal, maskFloor)) return;
   }
@@ -219,26 +265,43 @@ void Recoding::offerLossless(const Pixels& pixels, const ImageFacts& facts, bool
       Pixels bitonal = thresholdTo1Bit(grey);
       offerBitonal(bitonal, exact);
     }
-    offer(greyCandidate(grey, levels));
+    if (mayDeflate(rules_.continuous(Codec::flate))) offer(greyCandidate(grey, levels));
   } else if (kind != ColorKind::indexed) {
     // A palette of some hundred colours almost always beats three samples a pixel; without one there is no
     // choice.
-    if (!facts.palette || !reduce || job_.preblended || pixels.pixelCount() < 256)
+    if ((!facts.palette || !reduce || job_.preblended || pixels.pixelCount() < 256) &&
+        mayDeflate(rules_.continuous(Codec::flate))) {
       offer(plainCandidate(pixels));
+    }
   }
   // SMask must stay DeviceGray (ISO 32000-1, Table 145), so masks get no palette.
   if (reduce && facts.palette && job_.role == ImageRole::picture && !job_.preblended &&
-      kind != ColorKind::other &&
+      kind != ColorKind::other && mayDeflate(rules_.indexed(Codec::flate)) &&
       (facts.colors <= 16 || pixels.channels() > 1 || kind == ColorKind::indexed)) {
     const Bytes palette = sortedPalette(*facts.palette, pixels.channels());
     offer(indexedCandidate(indexByPalette(pixels, palette), palette, pixels.channels(), kind));
   }
 }
 
+// Photographs where nothing may be lost: often half of what Flate takes.
+void Recoding::offerLosslessJpx(const Pixels& pixels) {
+  if (!rules_.jpeg2000() || settings_.imageQuality < 100 || job_.role != ImageRole::picture ||
+      job_.preblended || pixels.samples().size() > mostForJpx ||
+      (pixels.kind() != ColorKind::grey && pixels.kind() != ColorKind::rgb)) {
+    return;
+  }
+  Result<EncodedImage> image = encodeJpx(pixels, 0);
+  if (!image || static_cast<double>(image->cost()) >
+                    losslessJpxAdvantage * static_cast<double>(choice_.losslessSize())) {
+    return;
+  }
+  choice_.offer({std::move(*image), {}, {}, false});
+}
+
 LookFloor Recoding::floorFor(const ImageFacts& facts) const {
-  LookFloor floor = job_.role == ImageRole::softMask      ? maskFloor
-                    : facts.kind == ImageClass::synthetic ? syntheticFloor
-                                                          : pictureFloor;
+  LookFloor floor = job_.role == ImageRole::softMask                           ? maskFloor
+                    : facts.kind == ImageClass::synthetic || job_.unlikeDevice ? syntheticFloor
+                                                                               : pictureFloor;
   if (job_.pageCoverage < smallCoverage) floor.shown -= smallShown;
   return floor;
 }
@@ -246,7 +309,7 @@ LookFloor Recoding::floorFor(const ImageFacts& facts) const {
 // views: of the original; null where the quality is a plain number.
 bool Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageFacts& facts) {
   const ColorKind kind = pixels.kind();
-  const bool jpegSuits = allows(settings_.continuousCodecs, Codec::jpeg) &&
+  const bool jpegSuits = rules_.continuous(Codec::jpeg) &&
                          (kind != ColorKind::other || pixels.channels() == 1) &&
                          facts.kind != ImageClass::bitonal;
   const bool toGrey = settings_.reduceColorComplexity && facts.grey && kind == ColorKind::rgb &&
@@ -258,16 +321,19 @@ bool Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageF
       pixels.height() == job_.source.height) {
     // What is already as coarse as it would become is not coded twice.
     const Result<JpegInfo> info = readJpegInfo(job_.source.data);
-    if (info) highest = settings_.forceRecompression ? info->quality : info->quality - 6;
+    if (info && !forced()) highest = info->quality - 6;
   }
   if (views == nullptr) {
     const int quality = settings_.imageQuality;
-    if (!jpegSuits || quality > highest) return true;
+    if (!(jpegSuits || rules_.jpeg2000()) || (quality > highest && !forced())) return true;
     JpegOptions options;
     options.quality = quality;
-    options.subsampleChroma = quality < 90 && facts.kind == ImageClass::continuous;
+    options.subsampleChroma =
+        quality < 90 && facts.kind == ImageClass::continuous && chromaSurvivesHalving(coded);
     Result<EncodedImage> image = encodeJpeg(coded, options);
-    if (image) choice_.offer({std::move(*image), {}, {}, false});
+    if (!image) return true;
+    offerJpx(nullptr, coded, *image);
+    if (jpegSuits) choice_.offer({std::move(*image), {}, {}, false});
     return true;
   }
   const LookReference closeUp(pixels, pixels.width(), pixels.height(), Reduction::blocks);
@@ -275,14 +341,42 @@ bool Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageF
   const LookFloor floor = floorFor(facts);
   const LookTarget target{views->area, views->blocks, closeUp, floor};
   if (synthetic && job_.role == ImageRole::picture && !job_.preblended &&
-      (kind == ColorKind::rgb || kind == ColorKind::grey)) {
+      mayDeflate(rules_.indexed(Codec::flate)) && (kind == ColorKind::rgb || kind == ColorKind::grey)) {
     offerFewerColors(coded, facts, target, *views);
   }
-  if (!jpegSuits) return true;
+  if (!jpegSuits && !rules_.jpeg2000()) return true;
   LookResult found = encodeJpegForLook(coded, target, highest, choice_.lossyBudget(advantage()));
   const bool settled = found.image || found.tooLarge;
-  if (found.image) choice_.offer({std::move(*found.image), {}, {}, false});
+  offerJpx(&target, coded, found.image);
+  if (found.image && jpegSuits) choice_.offer({std::move(*found.image), {}, {}, false});
   return settled;
+}
+
+// target: what the coding must keep; null where it must look like the JPEG. jpeg: of the same pixels, where
+// there is one.
+void Recoding::offerJpx(const LookTarget* target, const Pixels& pixels,
+                        const std::optional<EncodedImage>& jpeg) {
+  if (!rules_.jpeg2000() || job_.role != ImageRole::picture || !jpeg ||
+      (rules_.continuous(Codec::jpeg) && jpeg->data.size() < leastForJpx) ||
+      pixels.samples().size() > mostForJpx ||
+      (pixels.kind() != ColorKind::grey && pixels.kind() != ColorKind::rgb)) {
+    return;
+  }
+  if (!rules_.continuous(Codec::jpeg)) {
+    // The JPEG only says how many bytes the picture may take.
+    std::optional<EncodedImage> image = encodeJpxOf(pixels, jpeg->data.size());
+    if (image) choice_.offer({std::move(*image), {}, {}, false});
+    return;
+  }
+  auto bytes = static_cast<double>(jpeg->data.size());
+  for (int step = 0; step < mostJpxSteps; ++step) {
+    bytes *= jpxAdvantage;
+    const auto whole = static_cast<std::size_t>(bytes);
+    std::optional<EncodedImage> image =
+        target != nullptr ? encodeJpxForLook(pixels, *target, whole) : encodeJpxLike(pixels, *jpeg, whole);
+    if (!image) return;
+    choice_.offer({std::move(*image), {}, {}, false});
+  }
 }
 
 // Most of the colours of charts and screenshots are shades of edges, which a small palette holds as well.
@@ -349,11 +443,14 @@ void Recoding::tonedImage(Pixels pixels) {
   const bool whole = pixels.width() == job_.source.width && pixels.height() == job_.source.height;
 
   // At full size and without loss: hopeless for photographs, which are the ones that would cost the time.
-  const bool worthLossless = !lossyAllowed() || facts.kind != ImageClass::continuous || facts.palette ||
-                             pixels.pixelCount() < 64 * 64;
-  if (whole && worthLossless && job_.source.coding != ImageCoding::jpeg &&
-      job_.source.coding != ImageCoding::jpx) {
+  const bool lossyCodec = rules_.continuous(Codec::jpeg) || rules_.jpeg2000();
+  const bool worthLossless = !lossyAllowed() || !lossyCodec || facts.kind != ImageClass::continuous ||
+                             facts.palette || pixels.pixelCount() < 64 * 64;
+  // What is coded with loss already would only grow.
+  const bool lossySource = job_.source.coding == ImageCoding::jpeg || job_.source.coding == ImageCoding::jpx;
+  if (whole && worthLossless && (!lossySource || rules_.mustChange())) {
     offerLossless(pixels, facts, true);
+    if (facts.kind == ImageClass::continuous && !facts.palette) offerLosslessJpx(pixels);
   }
   if (!lossyAllowed() || choice_.losslessSize() < tinyImage) return;
   // Channels that are equal need be worked on once only.
@@ -380,7 +477,7 @@ void Recoding::tonedImage(Pixels pixels) {
       if (!looksRight(*judge, smaller, floor)) continue;
     }
     if (smallerFacts.kind != ImageClass::continuous || smallerFacts.palette ||
-        !allows(settings_.continuousCodecs, Codec::jpeg) || smaller.kind() == ColorKind::other) {
+        !rules_.continuous(Codec::jpeg) || smaller.kind() == ColorKind::other) {
       offerLossless(smaller, smallerFacts, false);
     }
     if (offerLossy(judge, smaller, smallerFacts)) return;
@@ -427,6 +524,9 @@ std::optional<RecodedImage> Recoding::run() {
   }
   if (pixels->bits() == 1) {
     bitonalImage(*pixels);
+  } else if (rules_.mustBecomeBitonal() && lossyAllowed() && !job_.preblended &&
+             job_.role == ImageRole::picture && pixels->kind() != ColorKind::other) {
+    becomeBitonal(*pixels);
   } else {
     tonedImage(std::move(*pixels));
   }
@@ -441,7 +541,8 @@ std::optional<RecodedImage> recodeImage(const ImageJob& job, const Settings& set
 
 std::size_t recodingCost(const ImageJob& job) {
   const std::size_t pixels = std::min<std::size_t>(decodedBytes(job.source), maxImageBytes);
-  return job.source.bits == 1 ? pixels * 4 : pixels * 4 + job.source.data.size();
+  return job.source.bits == 1 ? pixels * 4
+                              : pixels * 4 + std::min(pixels, mostForJpx) * 4 + job.source.data.size();
 }
 
 }  // namespace optimizer

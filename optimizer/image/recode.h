@@ -24,6 +24,8 @@ struct ImageJob {
   double pageCoverage = 1;
   // Grey samples of this image look the same in DeviceGray, RGB ones in DeviceRGB.
   bool deviceColors = false;
+  // Samples stand for brightness in a way far from the device's, so that losses show more than the samples say.
+  bool unlikeDevice = false;
   // The image must keep its size and every sample (Matte, colour-key masks on others, unknown use).
   bool losslessOnly = false;
   // The image is preblended with its soft mask's Matte colour (ISO 32000-1, 11.6.5.3): both keep their size,

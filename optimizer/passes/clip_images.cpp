@@ -170,7 +170,7 @@ std::optional<Task> ClipImagesPass::plan(QPDFObjectHandle image, const ImageUse&
 }
 
 void ClipImagesPass::work(PassContext& context) {
-  const DocumentUsage usage = analyzeUsage(context.document);
+  const DocumentUsage& usage = usageOf(context);
   // Content that cannot be read may show any part of any image.
   if (!usage.complete) return;
   QPDF& pdf = context.document.pdf();

@@ -236,6 +236,8 @@ void ImagesPass::work(PassContext& context) {
     }
     if (task.job.dpiX <= 0 || task.job.dpiY <= 0) task.job.losslessOnly = true;
     task.job.deviceColors = deviceColors_ && looksLikeDevice(task.job.source.color);
+    constexpr int farFromDevice = 60;
+    task.job.unlikeDevice = task.job.source.color.profiled && !looksLikeDevice(task.job.source.color, farFromDevice);
     QPDFObjectHandle mask = first.object.getDict().getKey("/SMask");
     if (mask.isStream() && !task.job.losslessOnly) {
       Result<ImageSource> soft = readImageSource(mask);

@@ -11,6 +11,8 @@ namespace {
 
 // An image below this share of its page is a picture on the page, not the page.
 constexpr double leastCoverage = 0.6;
+// Inches: what is smaller than a small notebook's page is a picture, whatever its page.
+constexpr double leastSide = 3;
 // Pages stored in so few bytes have nothing to give.
 constexpr std::size_t leastBytes = 8000;
 
@@ -47,6 +49,8 @@ bool layersSuit(QPDFObjectHandle image, const ImageJob& job, double pageCoverage
   if (color.baseKind != ColorKind::grey && color.baseKind != ColorKind::rgb) return false;
   if (color.lab || job.source.colorKeyMask || job.source.jpxAlpha || job.source.bits < 8) return false;
   if (pageCoverage < leastCoverage || job.source.storedBytes < leastBytes || job.dpiX <= 0 || job.dpiY <= 0)
+    return false;
+  if (job.unlikeDevice || job.source.width < leastSide * job.dpiX || job.source.height < leastSide * job.dpiY)
     return false;
   QPDFObjectHandle dictionary = image.getDict();
   for (const char* key : {"/SMask", "/Mask", "/Alternates", "/SMaskInData"})
