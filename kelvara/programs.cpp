@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -25,6 +26,7 @@ void limit(__rlimit_resource what, rlim_t value) {
 // After fork only calls that are safe there, until exec.
 [[noreturn]] void become(char* const* arguments, int output, const ProgramLimits& limits) {
   setpgid(0, 0);
+  prctl(PR_SET_PDEATHSIG, SIGKILL);  // nobody would read what it writes
   const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
   dup2(nothing, STDIN_FILENO);
   dup2(output, STDOUT_FILENO);

@@ -3,14 +3,16 @@
 import json
 import plistlib
 import re
+import signal
 import subprocess
+import time
 
 import pikepdf
 import pytest
 
 from browser import Browser
 from companion import FAILURE, OK, USAGE, kelvara
-from documents import document
+from documents import document, picture
 from world import KELVARA, SANITIZED
 
 
@@ -119,6 +121,24 @@ def test_what_a_profile_would_save_is_what_kelv_saves(granted, profile):
         assert "would save" in kelvara(granted, "audit", "report.pdf", "--profile", profile).out
     else:
         assert not result.exists()
+
+
+def test_an_estimate_that_is_stopped_leaves_nothing(world):
+    path = document(world.documents / "large.pdf")
+    with pikepdf.open(path, allow_overwriting_input=True) as pdf:
+        for number in range(6):
+            pdf.pages[0].Resources.XObject[f"/Large{number}"] = picture(pdf, 1500 + number, 1000)
+            pdf.pages[0].contents_add(b"q 200 0 0 150 0 0 cm /Large%d Do Q" % number)
+        pdf.save()
+    command = [KELVARA, "audit", "large.pdf", "--profile", "all"]
+    process = subprocess.Popen(command, env=world.environment, cwd=world.documents, stdout=subprocess.DEVNULL)
+    end = time.monotonic() + 60
+    while not world.temporary_files() and process.poll() is None and time.monotonic() < end:
+        time.sleep(0.01)
+    assert world.temporary_files(), "it was too quick"
+    process.send_signal(signal.SIGINT)
+    assert process.wait(30) == -signal.SIGINT
+    assert world.temporary_files() == []
 
 
 def test_all_ready_profiles_stand_beside_each_other(world, report):
