@@ -177,6 +177,7 @@ bool decodeInto(Decompressor& jpeg, Pixels& pixels) {
   } else {
     jpeg_start_decompress(&info);
   }
+  if (info.output_width != pixels.width() || info.output_height != pixels.height()) return false;
   while (info.output_scanline < info.output_height) {
     JSAMPROW row = pixels.row(info.output_scanline);
     jpeg_read_scanlines(&info, &row, 1);
@@ -312,7 +313,7 @@ Result<JpegInfo> readJpegInfo(ByteView data) {
   return checkedInfo(jpeg);
 }
 
-Result<Pixels> decodeJpeg(ByteView data, std::optional<int> colorTransform) {
+Result<Pixels> decodeJpeg(ByteView data, std::optional<int> colorTransform, unsigned reduce) {
   Decompressor jpeg(data);
   Result<JpegInfo> info = checkedInfo(jpeg);
   if (!info) return info.error();
@@ -322,7 +323,10 @@ Result<Pixels> decodeJpeg(ByteView data, std::optional<int> colorTransform) {
   const ColorKind kind = info->components == 1   ? ColorKind::grey
                          : info->components == 3 ? ColorKind::rgb
                                                  : ColorKind::cmyk;
-  Pixels pixels(info->width, info->height, info->components, kind);
+  jpeg.info.scale_num = 1;
+  jpeg.info.scale_denom = reduce;
+  Pixels pixels((info->width + reduce - 1) / reduce, (info->height + reduce - 1) / reduce, info->components,
+                kind);
   if (!decodeInto(jpeg, pixels)) return failure(jpeg.errors, reinterpret_cast<j_common_ptr>(&jpeg.info));
   if (jpeg.errors.damaged) return Error{ErrorKind::damaged, "JPEG data is damaged"};
   return pixels;

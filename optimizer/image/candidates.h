@@ -47,6 +47,7 @@ class Choice {
 
   // The smallest size known without loss, the present one included.
   std::size_t losslessSize() const;
+  bool hasLossy() const { return lossy_.has_value(); }
   // What a lossy form must stay below to win, `advantage` as for take.
   std::size_t lossyBudget(double advantage) const;
 

@@ -185,10 +185,14 @@ void applyDecode(const ImageSource& source, Pixels& pixels) {
   }
 }
 
+// Bytes of pixels from which on a JPEG is reduced while it is decoded.
+constexpr std::size_t largeJpeg = std::size_t{16} << 20;
+
 // The image dictionary and the data inside must agree, else viewers differ in what they show.
-Result<Pixels> checked(const ImageSource& source, Result<Pixels> pixels) {
+Result<Pixels> checked(const ImageSource& source, Result<Pixels> pixels, unsigned reduce = 1) {
   if (!pixels) return pixels;
-  if (pixels->width() != source.width || pixels->height() != source.height ||
+  if (pixels->width() != (source.width + reduce - 1) / reduce ||
+      pixels->height() != (source.height + reduce - 1) / reduce ||
       pixels->channels() != source.color.components) {
     return Error{ErrorKind::unsupported, "image dictionary and image data disagree"};
   }
@@ -229,6 +233,11 @@ Result<Pixels> decodeImage(const ImageSource& source, std::uint32_t reduce) {
       return pixels;
     }
     case ImageCoding::jpeg:
+      if (reduce > 1 && decodedBytes(source) > largeJpeg && source.color.kind != ColorKind::indexed) {
+        // Powers of two that leave at least what is asked for.
+        const unsigned scale = reduce >= 8 ? 8 : reduce >= 4 ? 4 : 2;
+        return checked(source, decodeJpeg(source.data, source.colorTransform, scale), scale);
+      }
       return checked(source, decodeJpeg(source.data, source.colorTransform));
     case ImageCoding::jpx:
       return checked(source, decodeJpx(source.data));

@@ -41,6 +41,7 @@ constexpr double finerResolution = 4.0 / 3;
 
 // What a palette of fewer colours must keep at the image's own size: bands in smooth colours show there.
 constexpr double fewColorsCloseUp = 0.97;
+constexpr std::uint64_t manyCoefficients = 12'000'000;
 // A picture larger than this keeps what its mask hides.
 constexpr std::uint64_t mostFilled = 8'000'000;
 
@@ -498,7 +499,12 @@ std::optional<RecodedImage> Recoding::run() {
   if (job_.role == ImageRole::softMask && sampled() && source.color.kind != ColorKind::grey)
     return std::nullopt;
   if (job_.role == ImageRole::stencil && !source.stencil) return std::nullopt;
-  if (untouchable || source.coding == ImageCoding::jpeg || job_.losslessOnly || job_.preblended ||
+  // The coefficients of a large JPEG take much memory, and most such images are resampled.
+  const Size wanted = targetSize(job_, settings_.color);
+  const bool later = source.coding == ImageCoding::jpeg && lossyAllowed() &&
+                     std::uint64_t{source.width} * source.height > manyCoefficients &&
+                     wanted.width < source.width;
+  if (untouchable || (source.coding == ImageCoding::jpeg && !later) || job_.losslessOnly || job_.preblended ||
       source.color.kind == ColorKind::other ||
       (!settings_.reduceColorComplexity && settings_.imageQuality >= 100) || source.bits == 16) {
     offerSameSamples();
@@ -511,7 +517,9 @@ std::optional<RecodedImage> Recoding::run() {
 
   const Size size = targetSize(job_, settings_.color);
   const std::uint32_t reduce = std::max(1u, std::min(source.width / size.width, source.height / size.height));
-  Result<Pixels> pixels = decodeImage(source, reduce);
+  // A JPEG keeps twice the wanted resolution, which a finer filter then reduces and the result is judged by.
+  Result<Pixels> pixels =
+      decodeImage(source, source.coding == ImageCoding::jpeg ? std::max(1u, reduce / 2) : reduce);
   if (!pixels) return choice_.take(lossyAdvantage);
 
   if (job_.role == ImageRole::softMask && settings_.reduceColorComplexity && pixels->bits() == 8 &&
@@ -530,6 +538,7 @@ std::optional<RecodedImage> Recoding::run() {
   } else {
     tonedImage(std::move(*pixels));
   }
+  if (later && !choice_.hasLossy()) offerSameSamples();
   return choice_.take(advantage());
 }
 

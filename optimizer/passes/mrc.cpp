@@ -1,5 +1,6 @@
 #include "optimizer/passes/mrc.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -59,11 +60,16 @@ bool layersSuit(QPDFObjectHandle image, const ImageJob& job, double pageCoverage
 }
 
 std::optional<LayeredImage> layersOf(const ImageJob& job, const Settings& settings, std::size_t toBeat) {
-  Result<Pixels> pixels = decodeImage(job.source);
+  // Ink is sharp enough at this resolution; a finer page is reduced by whole numbers, which leaves it at 300
+  // dpi or more and takes a quarter of the time and memory.
+  constexpr double finestMask = 450, enough = 290;
+  const double dpi = std::min(job.dpiX, job.dpiY);
+  const auto reduce = dpi > finestMask ? static_cast<std::uint32_t>(dpi / enough) : 1u;
+  Result<Pixels> pixels = decodeImage(job.source, std::max(1u, reduce));
   if (!pixels) return std::nullopt;
   if (pixels->kind() == ColorKind::indexed) *pixels = applyPalette(*pixels, job.source.color);
-  if (pixels->width() != job.source.width || pixels->height() != job.source.height) return std::nullopt;
-  return codeInLayers(*pixels, job.dpiX, job.dpiY, settings, toBeat);
+  return codeInLayers(*pixels, job.dpiX * pixels->width() / job.source.width,
+                      job.dpiY * pixels->height() / job.source.height, settings, toBeat);
 }
 
 void replaceByLayers(QPDF& pdf, QPDFObjectHandle image, const LayeredImage& layers) {
