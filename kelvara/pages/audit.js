@@ -44,7 +44,7 @@
     return parts.join(', ');
   };
   const shortName = (item) => item.name || (item.width ? `${item.width} × ${item.height}` : '') ||
-    (item.page ? `Page ${item.page}` : `Object ${item.object}`);
+    (item.page ? `p. ${item.page}` : `object ${item.object}`);
 
   // The tiles of a group: its largest streams one by one, and the rest of each of its rows together.
   const tilesOf = (file, group) => {
