@@ -1,5 +1,7 @@
 """Every image case, compressed by the real engine and shown by two independent renderers, against its original."""
+import concurrent.futures
 import functools
+import os
 import pathlib
 import subprocess
 import sys
@@ -44,15 +46,22 @@ def world():
     pages.pdf.save(path / 'original.pdf')
     for mode, (profile, settings) in MODES.items():
         engine.optimize(path / 'original.pdf', path / f'{mode}.pdf', profile, **settings)
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        for done in [pool.submit(render, path, document, renderer)
+                     for document in ('original', *MODES) for renderer in RENDERERS]:
+            done.result()
     return folder, names
+
+
+def render(folder, document, renderer):
+    command = [part.format(pdf=folder / f'{document}.pdf', stem=folder / f'{document}-{renderer}')
+               for part in RENDERERS[renderer]]
+    subprocess.run(command, check=True)
 
 
 @functools.lru_cache(maxsize=None)
 def shown(document, renderer):
     folder = pathlib.Path(world()[0].name)
-    stem = folder / f'{document}-{renderer}'
-    command = [part.format(pdf=folder / f'{document}.pdf', stem=stem) for part in RENDERERS[renderer]]
-    subprocess.run(command, check=True, timeout=120)
     files = sorted(folder.glob(f'{document}-{renderer}-*.ppm'), key=lambda f: int(f.stem.rsplit('-', 1)[1]))
     return [np.asarray(Image.open(f).convert('RGB')).astype(np.int16) for f in files]
 
