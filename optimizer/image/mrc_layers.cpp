@@ -38,6 +38,9 @@ constexpr std::array<int, 24> ladder = {12, 15, 18, 22, 26, 30, 34, 38, 42, 46, 
 // Like that of any picture, but without a close-up: the mask keeps what is sharp.
 constexpr LookFloor layeredFloor = {0.965, 0.945, 0.72, 4.0, 0, 0};
 
+// At this resolution a page is read closely. Grain is gone from the layers there and may be; strokes may not.
+constexpr double readingDpi = 200, legibleBusy = 0.925;
+
 // Four dictionaries and the form's content.
 constexpr std::size_t overhead = 700;
 constexpr double advantage = 0.95;
@@ -64,6 +67,7 @@ class Layering {
   bool looksRight(const EncodedImage& background, const LookReference& view) const;
   std::optional<EncodedImage> codeBackground(const LookReference& view);
   void tryWavelets(EncodedImage& background, const LookReference& view) const;
+  bool legible(const LookReference& closeUp) const;
   std::size_t bytesLeft() const;
 
   const Pixels& page_;
@@ -220,6 +224,28 @@ std::optional<EncodedImage> Layering::codeBackground(const LookReference& view) 
   return std::nullopt;
 }
 
+// Whether the page as it is read, enlarged, keeps its strokes: faint ones that the mask misses are gone in
+// the coarse background.
+bool Layering::legible(const LookReference& closeUp) const {
+  const Result<Pixels> colors = decodeJpeg(layers_.foreground.data);
+  const Result<Pixels> paper = layers_.background.codec == Codec::jpeg2000
+                                   ? decodeJpx(layers_.background.data)
+                                   : decodeJpeg(layers_.background.data);
+  if (!colors || !paper) return false;
+  const std::uint32_t width = sideAt(page_.width(), dpiX_, readingDpi),
+                      height = sideAt(page_.height(), dpiY_, readingDpi);
+  const Plane coverage = coverageOf(ink_, width, height);
+  const Plane behind = enlarged(channelOf(lumaOf(*paper), 0), width, height),
+              ink = enlarged(channelOf(lumaOf(*colors), 0), width, height);
+  Plane page(width, height);
+  for (std::size_t i = 0; i < page.values.size(); ++i) {
+    page.values[i] = behind.values[i] + (ink.values[i] - behind.values[i]) * coverage.values[i];
+  }
+  Pixels shown(width, height, 1, ColorKind::grey);
+  putChannel(page, shown, 0);
+  return closeUp.compare(shown).busy >= legibleBusy;
+}
+
 // Both layers, with the ink's colours at this quality.
 bool Layering::codeBoth(const Pixels& colors, int quality, const LookReference& view) {
   JpegOptions options;
@@ -243,10 +269,12 @@ std::optional<LayeredImage> Layering::run() {
                            sideAt(page_.height(), dpiY_, viewingDpi));
   const Pixels colors = inkColors();
   std::optional<LayeredImage> best;
+  const LookReference closeUp(page_, sideAt(page_.width(), dpiX_, readingDpi),
+                              sideAt(page_.height(), dpiY_, readingDpi));
   // A hopeless page shows itself at the better quality.
   const auto& qualities = page_.channels() == 1 ? greyInkQualities : colorInkQualities;
   for (auto quality = qualities.rbegin(); quality != qualities.rend(); ++quality) {
-    if (codeBoth(colors, *quality, view)) {
+    if (codeBoth(colors, *quality, view) && legible(closeUp)) {
       if (!best || layers_.cost() < best->cost()) best = layers_;
     } else if (!best) {
       return std::nullopt;

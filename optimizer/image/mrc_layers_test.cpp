@@ -122,6 +122,16 @@ TEST(MrcLayers, TextOnPaperTakesFarFewerBytesAndLooksTheSame) {
   }
 }
 
+TEST(MrcLayers, PagesWithStrokesTooFaintForTheMaskAreLeft) {
+  Pixels page = paper(1200, 1600, 1), faint = paper(1200, 1600, 1);
+  write(page, 40);
+  write(faint, 205);
+  const std::size_t below = page.stride() * 500;
+  std::copy(faint.samples().begin() + static_cast<std::ptrdiff_t>(below), faint.samples().end(),
+            page.samples().begin() + static_cast<std::ptrdiff_t>(below));
+  EXPECT_FALSE(codeInLayers(page, dpi, dpi, webSettings(), 1 << 30).has_value());
+}
+
 TEST(MrcLayers, LightTextOnADarkPageKeepsItsLook) {
   Pixels page = paper(1200, 1600, 1, 60);
   write(page, 220);
