@@ -17,6 +17,7 @@ import pathlib
 import platform
 import re
 import resource
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -114,19 +115,19 @@ def ssim(a, b):
 
 
 def judge(source, target, reference):
-    """What is wrong with target, and its lowest page SSIM."""
+    """What is wrong with target, and its lowest page SSIM: nothing where pages cannot be compared."""
     if not os.path.exists(target):
         return 'none', 1.0
     if output(['qpdf', '--check', target])[0] == 2:
-        return 'damaged', 0.0
+        return 'damaged', None
     if pages(target) != reference['pages']:
-        return 'pages', 0.0
+        return 'pages', None
+    with tempfile.TemporaryDirectory() as folder:
+        low = min((ssim(image, render(target, page, folder)) for page, image in reference['images'].items()), default=1.0)
     before, after = reference['words'], words(target)
     both = sum(before.values()) + sum(after.values())
     if both and 2 * sum((before & after).values()) / both < WORDS:
-        return 'words', 0.0
-    with tempfile.TemporaryDirectory() as folder:
-        low = min((ssim(image, render(target, page, folder)) for page, image in reference['images'].items()), default=1.0)
+        return 'words', low
     return ('look' if low < LOOK else 'ok'), low
 
 
@@ -154,7 +155,7 @@ def measure(files, tools, profile, folder):
             made = os.path.getsize(target) if os.path.exists(target) else 0
             rows.append({'file': path.name, 'tool': tool, 'before': size, 'made': made,
                          'counted': min(size, made) if verdict == 'ok' else size, 'verdict': verdict,
-                         'ssim': f'{low:.4f}', 'wall': f'{wall:.3f}', 'cpu': f'{cpu:.3f}', 'memory': f'{memory:.1f}'})
+                         'ssim': '' if low is None else f'{low:.4f}', 'wall': f'{wall:.3f}', 'cpu': f'{cpu:.3f}', 'memory': f'{memory:.1f}'})
             pathlib.Path(target).unlink(missing_ok=True)
         print(f'{number + 1}/{len(files)} {path.name}', file=sys.stderr)
     return rows
@@ -170,7 +171,7 @@ def summarize(rows, tools):
         wrong = collections.Counter(r['verdict'] for r in mine)
         figures[tool] = {
             'size': sum(r['counted'] for r in mine) / before,
-            'look': sum(float(r['ssim']) for r in mine) / len(mine),
+            'look': statistics.mean([float(r['ssim']) for r in mine if r['ssim']] or [0]),
             'time': sum(float(r['wall']) for r in mine),
             'memory': max(float(r['memory']) for r in mine),
             'defects': wrong['damaged'] + wrong['pages'] + wrong['words'] + wrong['look'],
