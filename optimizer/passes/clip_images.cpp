@@ -12,8 +12,8 @@
 //      draws the image changes.
 //
 // Viewers fit an image to whole pixels of the screen, and a smaller one comes out a fraction of a pixel
-// elsewhere. Where the settings ask for no loss at all, the image keeps its size, and what is not seen
-// becomes blank.
+// elsewhere. Where the settings ask for no loss, and in bitonal images, it keeps its size, and what is not
+// seen becomes blank.
 #include <algorithm>
 #include <cmath>
 #include <map>
@@ -60,7 +60,8 @@ struct Part {
 struct Task {
   Part picture;
   std::vector<std::pair<std::string, Part>> masks;  // by the key of the picture's dictionary
-  bool sharedMask = false;                          // another picture may go on using the whole mask
+  Cut how = Cut::away;
+  bool sharedMask = false;  // another picture may go on using the whole mask
 };
 
 class ClipImagesPass : public Pass {
@@ -143,7 +144,9 @@ std::optional<Task> ClipImagesPass::plan(QPDFObjectHandle image, const ImageUse&
   if (!source) return std::nullopt;
   task.picture.source = std::move(*source);
   const ImageSource& picture = task.picture.source;
-  if (how_ == Cut::away && (!planMask(task, "/SMask") || !planMask(task, "/Mask"))) return std::nullopt;
+  // Letters in black and white show a shift by a fraction of a pixel most, and blank costs them nothing.
+  task.how = picture.bits == 1 ? Cut::blank : how_;
+  if (task.how == Cut::away && (!planMask(task, "/SMask") || !planMask(task, "/Mask"))) return std::nullopt;
 
   std::uint32_t grid = cutGrid(picture), stepX = 1, stepY = 1;
   for (const auto& [key, mask] : task.masks) {
@@ -219,9 +222,9 @@ void ClipImagesPass::runBatch(PassContext& context, std::vector<Task>& batch) {
       [&](std::size_t i) {
         try {
           Task& task = batch[i];
-          task.picture.cut = cutImage(task.picture.source, task.picture.region, how_);
+          task.picture.cut = cutImage(task.picture.source, task.picture.region, task.how);
           if (!task.picture.cut) return;
-          for (auto& [key, mask] : task.masks) mask.cut = cutImage(mask.source, mask.region, how_);
+          for (auto& [key, mask] : task.masks) mask.cut = cutImage(mask.source, mask.region, task.how);
         } catch (const std::exception&) {
           batch[i].picture.cut.reset();  // out of memory: the image stays as it is
         }
@@ -274,7 +277,7 @@ void ClipImagesPass::apply(QPDF& pdf, Task& task) {
   if (after >= before) return;
   ++cut_;
   saved_ += before - after;
-  if (how_ == Cut::blank) {
+  if (task.how == Cut::blank) {
     setCut(picture.object, *picture.cut);
     return;
   }
