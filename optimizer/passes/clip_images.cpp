@@ -12,7 +12,7 @@
 //      draws the image changes.
 //
 // Viewers fit an image to whole pixels of the screen, and a smaller one comes out a fraction of a pixel
-// elsewhere. Where the settings ask for no loss, and in bitonal images, it keeps its size, and what is not
+// elsewhere. Where the settings ask for no loss, it keeps its size, and what is not
 // seen becomes blank.
 #include <algorithm>
 #include <cmath>
@@ -144,8 +144,9 @@ std::optional<Task> ClipImagesPass::plan(QPDFObjectHandle image, const ImageUse&
   if (!source) return std::nullopt;
   task.picture.source = std::move(*source);
   const ImageSource& picture = task.picture.source;
-  // Letters in black and white show a shift by a fraction of a pixel most, and blank costs them nothing.
-  task.how = picture.bits == 1 ? Cut::blank : how_;
+  // Black and white letters show a shift by a fraction of a pixel most: bitonal images stay whole.
+  if (picture.bits == 1) return std::nullopt;
+  task.how = how_;
   if (task.how == Cut::away && (!planMask(task, "/SMask") || !planMask(task, "/Mask"))) return std::nullopt;
 
   std::uint32_t grid = cutGrid(picture), stepX = 1, stepY = 1;

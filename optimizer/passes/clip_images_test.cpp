@@ -138,16 +138,14 @@ TEST(ClipImagesPass, BlanksWhereNothingMayMove) {
   EXPECT_EQ(crop(left, 120, 0, 80, 160), Pixels(80, 160, 1, ColorKind::grey));
 }
 
-TEST(ClipImagesPass, BlanksBitonalImagesAlways) {
+TEST(ClipImagesPass, LeavesBitonalImagesWhole) {
   PdfBuilder builder;
   const int image = builder.addFlateStream(
       "/Type /XObject /Subtype /Image /Width 1600 /Height 160 /BitsPerComponent 1 /ColorSpace /DeviceGray",
       samplesOf(kWidth, kHeight));
   builder.addPage(kClipped, resourcesWith(image));
   const auto document = builder.open();
-  EXPECT_EQ(runPass(*document, makeClipImagesPass(), lossy()), PassOutcome::changed);
-  EXPECT_EQ(drawn(*document).getDict().getKey("/Subtype").unparse(), "/Image");
-  EXPECT_EQ(pixelsOf(drawn(*document)).width(), 1600u);
+  EXPECT_EQ(runPass(*document, makeClipImagesPass(), lossy()), PassOutcome::unchanged);
 }
 
 TEST(ClipImagesPass, LeavesWhatMustBeAnImageAndWhatIsNotKnown) {
