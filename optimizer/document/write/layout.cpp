@@ -301,6 +301,12 @@ Layout plainLayout(const ObjectGraph& graph, const std::vector<std::size_t>& siz
 }
 
 Layout linearLayout(const ObjectGraph& graph, const std::vector<std::size_t>& sizes) {
+  // Without a page that the file leads to, there is nothing to show first.
+  const auto isMissing = [](std::uint32_t index) { return index == ObjectGraph::kNone; };
+  if (graph.pages().empty() || isMissing(graph.root()) ||
+      std::any_of(graph.pages().begin(), graph.pages().end(), isMissing)) {
+    return {};
+  }
   return Linearizer(graph, sizes).layout();
 }
 
