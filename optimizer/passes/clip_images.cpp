@@ -206,6 +206,13 @@ void ClipImagesPass::work(PassContext& context) {
         use == (isMask ? usage.masks.end() : usage.images.end())) {
       continue;
     }
+    // Many programs show and print what lies beyond the crop box, too.
+    const bool cropped = std::any_of(use->second.pages.begin(), use->second.pages.end(), [&](int page) {
+      QPDFObjectHandle dictionary = context.document.pages()[static_cast<std::size_t>(page)];
+      return dictionary.hasKey("/CropBox") &&
+             dictionary.getKey("/CropBox").unparseResolved() != dictionary.getKey("/MediaBox").unparseResolved();
+    });
+    if (cropped) continue;
     std::optional<Task> task = plan(image, use->second);
     if (!task) continue;
     held += task->picture.source.data.size();
