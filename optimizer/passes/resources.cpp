@@ -173,7 +173,10 @@ void ResourcesPass::dropDefaults(QPDFObjectHandle object) {
   QPDFObjectHandle subtype = dictionary.getKey("/Subtype");
   // The type of an external object is optional, and its name obsolete (8.9.5, 8.10.2).
   if (subtype.isNameAndEquals("/Form") || subtype.isNameAndEquals("/Image")) {
-    if (dictionary.getKey("/Type").isNameAndEquals("/XObject")) drop(dictionary, "/Type");
+    // One viewer asks for the type of a mask that does not say it is one.
+    QPDFObjectHandle bits = dictionary.getKey("/BitsPerComponent");
+    const bool maybeMask = bits.isInteger() && bits.getIntValue() == 1 && !dictionary.hasKey("/ImageMask");
+    if (!maybeMask && dictionary.getKey("/Type").isNameAndEquals("/XObject")) drop(dictionary, "/Type");
     if (dictionary.getKey("/Name").isName()) drop(dictionary, "/Name");
   }
   if (subtype.isNameAndEquals("/Form")) {

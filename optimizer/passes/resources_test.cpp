@@ -103,5 +103,16 @@ TEST(ResourcesPass, dropsEntriesThatSayTheirDefault) {
   EXPECT_TRUE(document->pdf().getObject(turned, 0).getDict().hasKey("/Matrix"));
 }
 
+TEST(ResourcesPass, keepsTheTypeOfWhatMayBeAMask) {
+  PdfBuilder pdf;
+  const std::string bits = "/Type /XObject /Subtype /Image /Width 8 /Height 1 /ColorSpace /DeviceGray /BitsPerComponent ";
+  const int mask = pdf.addStream(bits + "1", "x"), grey = pdf.addStream(bits + "8", "xxxxxxxx");
+  pdf.addPage("/A Do /B Do", "<< /XObject << /A " + PdfBuilder::ref(mask) + " /B " + PdfBuilder::ref(grey) + " >> >>");
+  auto document = pdf.open();
+  runPass(*document, makeResourcesPass());
+  EXPECT_TRUE(document->pdf().getObject(mask, 0).getDict().hasKey("/Type"));
+  EXPECT_FALSE(document->pdf().getObject(grey, 0).getDict().hasKey("/Type"));
+}
+
 }  // namespace
 }  // namespace optimizer
