@@ -46,7 +46,7 @@ std::string htmlPage(const std::string& title, const char* script, const std::st
          htmlText(title) + "</title>\n<style>\n" + pageStyle +
          "</style>\n</head>\n<body>\n<main id=\"main\"></main>\n" + "<noscript>" + withoutScript +
          "</noscript>\n<script type=\"application/json\" id=\"data\">\n" + safe + "</script>\n<script>\n" +
-         script + "</script>\n</body>\n</html>\n";
+         pageScript + script + "</script>\n</body>\n</html>\n";
 }
 
 }  // namespace kelvara

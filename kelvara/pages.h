@@ -8,11 +8,12 @@ namespace kelvara {
 
 // The files of kelvara/pages/, as the build found them.
 extern const char* const pageStyle;
+extern const char* const pageScript;  // what the others stand on
 extern const char* const auditScript;
 extern const char* const compareScript;
 
-// A page that shows data, JSON text, by a script; withoutScript is HTML for browsers that run none. No
-// address of any other file is in it, and its policy forbids the browser to load one.
+// A page that shows data, JSON text, by pageScript and a script; withoutScript is HTML for browsers that run
+// none. No address of any other file is in it, and its policy forbids the browser to load one.
 std::string htmlPage(const std::string& title, const char* script, const std::string& data,
                      const std::string& withoutScript);
 

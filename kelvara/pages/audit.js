@@ -1,29 +1,7 @@
-'use strict';
 // Shows what kelvara's audit found: a treemap, bars for the profiles that were tried, and the table of everything.
 (() => {
-  const data = JSON.parse(document.getElementById('data').textContent);
-  const main = document.getElementById('main');
   const GROUPS = ['Images', 'Fonts', 'Content', 'Colour', 'Structure', 'Metadata', 'Attachments', 'Thumbnails', 'Unreferenced'];
 
-  const make = (tag, attributes, ...children) => {
-    const element = document.createElement(tag);
-    for (const [name, value] of Object.entries(attributes || {})) {
-      if (value === null || value === undefined) continue;
-      if (name === 'class') element.className = value;
-      else if (name.startsWith('on')) element.addEventListener(name.slice(2), value);
-      else element.setAttribute(name, value);
-    }
-    element.append(...children.filter((child) => child !== null && child !== undefined));
-    return element;
-  };
-  const size = (bytes) => {
-    const absolute = Math.abs(bytes);
-    if (absolute < 1000) return bytes + (bytes === 1 ? ' byte' : ' bytes');
-    const units = ['kB', 'MB', 'GB', 'TB'];
-    let scaled = bytes / 1000, unit = 0;
-    while (Math.abs(scaled) >= 999.95 && unit + 1 < units.length) { scaled /= 1000; ++unit; }
-    return scaled.toFixed(1) + ' ' + units[unit];
-  };
   const percent = (part, whole) => (whole > 0 ? (100 * part / whole).toFixed(1) : '0.0') + ' %';
   const color = (group) => `var(--g${Math.max(0, GROUPS.indexOf(group))})`;
   const total = (rows) => rows.reduce((sum, row) => sum + row.bytes, 0);
@@ -250,10 +228,6 @@
     content.append(...[bars(file), treemap(file), table(file)].filter(Boolean));
   };
 
-  const theme = make('button', {type: 'button', class: 'theme', onclick: () => {
-    const dark = document.documentElement.dataset.theme ? document.documentElement.dataset.theme === 'dark' : matchMedia('(prefers-color-scheme: dark)').matches;
-    document.documentElement.dataset.theme = dark ? 'light' : 'dark';
-  }}, 'Light or dark');
   const title = make('h1', {}, data.files.length === 1 ? data.files[0].file : `${data.files.length} files, ${size(data.files.reduce((sum, file) => sum + (file.bytes || 0), 0))}`);
   const content = make('div');
   main.append(make('div', {class: 'top'}, make('div', {}, make('p', {class: 'soft'}, 'Where the bytes are'), title), theme));

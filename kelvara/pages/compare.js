@@ -1,28 +1,7 @@
-'use strict';
 // Shows what kelvara's comparison found: what differs in words, and every page before and after.
 (() => {
-  const data = JSON.parse(document.getElementById('data').textContent);
-  const main = document.getElementById('main');
   const MODES = [['slider', 'Slider'], ['beside', 'Side by side'], ['difference', 'Difference']];
 
-  const make = (tag, attributes, ...children) => {
-    const element = document.createElement(tag);
-    for (const [name, value] of Object.entries(attributes || {})) {
-      if (value === null || value === undefined) continue;
-      if (name === 'class') element.className = value;
-      else if (name.startsWith('on')) element.addEventListener(name.slice(2), value);
-      else element.setAttribute(name, value);
-    }
-    element.append(...children.filter((child) => child !== null && child !== undefined));
-    return element;
-  };
-  const size = (bytes) => {
-    if (Math.abs(bytes) < 1000) return bytes + (bytes === 1 ? ' byte' : ' bytes');
-    const units = ['kB', 'MB', 'GB', 'TB'];
-    let scaled = bytes / 1000, unit = 0;
-    while (Math.abs(scaled) >= 999.95 && unit + 1 < units.length) { scaled /= 1000; ++unit; }
-    return scaled.toFixed(1) + ' ' + units[unit];
-  };
   const count = (number, one) => `${number} ${one}${number === 1 ? '' : 's'}`;
   const ssim = (value) => (Math.floor(value * 10000) / 10000).toFixed(4);
   const textDiffers = (page) => page.lostWords.length > 0 || page.newWords.length > 0;
@@ -92,11 +71,6 @@
     cards.set(page.page, choose);
     return card;
   };
-
-  const theme = make('button', {type: 'button', class: 'theme', onclick: () => {
-    const dark = document.documentElement.dataset.theme ? document.documentElement.dataset.theme === 'dark' : matchMedia('(prefers-color-scheme: dark)').matches;
-    document.documentElement.dataset.theme = dark ? 'light' : 'dark';
-  }}, 'Light or dark');
 
   const saved = data.before.bytes - data.after.bytes;
   const share = data.before.bytes > 0 ? 100 * saved / data.before.bytes : 0;
