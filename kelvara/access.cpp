@@ -134,7 +134,7 @@ ExitStatus showAccess(const Arguments& arguments, Context& context) {
   if (arguments.has("--json")) {
     context.out << "{\"state\": " << jsonText(access.state)
                 << ", \"location\": " << (access.location.empty() ? "null" : jsonText(access.location))
-                << ", \"moved\": " << (access.moved ? "true" : "false")
+                << ", \"moved\": " << jsonBool(access.moved)
                 << ", \"sentence\": " << jsonText(access.sentence) << "}\n";
   } else {
     context.out << access.sentence << "\n" << access.remedy << "\n";

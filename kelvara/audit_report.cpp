@@ -16,7 +16,6 @@ using optimizer::AuditRow;
 using optimizer::entryOf;
 
 std::string number(std::uint64_t value) { return std::to_string(value); }
-std::string truth(bool value) { return value ? "true" : "false"; }
 
 std::string size(std::uint64_t bytes) { return readableSize(static_cast<double>(bytes)); }
 
@@ -160,10 +159,10 @@ std::string fileAsJson(const AuditedFile& file) {
   const std::string start = "{\"file\": " + jsonText(file.name);
   if (!file.problem.empty()) return start + ", \"error\": " + jsonText(file.problem) + "}";
   const Audit& audit = file.audit;
-  std::string json = start + ", \"bytes\": " + number(audit.fileBytes) +
-                     ", \"pages\": " + number(audit.pages) + ", \"version\": " + jsonText(audit.version) +
-                     ", \"encrypted\": " + truth(audit.encrypted) +
-                     ", \"linearized\": " + truth(audit.linearized) + ", \"tagged\": " + truth(audit.tagged);
+  std::string json =
+      start + ", \"bytes\": " + number(audit.fileBytes) + ", \"pages\": " + number(audit.pages) +
+      ", \"version\": " + jsonText(audit.version) + ", \"encrypted\": " + jsonBool(audit.encrypted) +
+      ", \"linearized\": " + jsonBool(audit.linearized) + ", \"tagged\": " + jsonBool(audit.tagged);
   json += ",\n  \"rows\": " + rowsAsJson(audit) + ",\n  \"items\": [";
   for (std::size_t i = 0; i < audit.items.size(); ++i) {
     json += (i == 0 ? "" : ",\n   ") + itemAsJson(audit.items[i]);

@@ -10,7 +10,6 @@ namespace kelvara {
 namespace {
 
 std::string number(std::size_t value) { return std::to_string(value); }
-std::string truth(bool value) { return value ? "true" : "false"; }
 
 std::string counted(std::size_t count, const std::string& one) {
   return number(count) + " " + one + (count == 1 ? "" : "s");
@@ -48,12 +47,13 @@ std::string textsAsJson(const std::vector<std::string>& texts) {
 
 std::string fileAsJson(const ComparedFile& file) {
   return "{\"file\": " + jsonText(file.name) + ", \"bytes\": " + std::to_string(file.bytes) +
-         ", \"pages\": " + number(file.pages) + ", \"tagged\": " + truth(file.tagged) + "}";
+         ", \"pages\": " + number(file.pages) + ", \"tagged\": " + jsonBool(file.tagged) + "}";
 }
 
 std::string pageAsJson(const PageFinding& page, bool pictures) {
   std::string json = "{\"page\": " + std::to_string(page.number) + ", \"ssim\": " + jsonNumber(page.ssim) +
-                     ", \"equal\": " + truth(page.equal) + ", \"lostWords\": " + textsAsJson(page.lostWords) +
+                     ", \"equal\": " + jsonBool(page.equal) +
+                     ", \"lostWords\": " + textsAsJson(page.lostWords) +
                      ", \"newWords\": " + textsAsJson(page.newWords);
   if (!page.problem.empty()) json += ", \"problem\": " + jsonText(page.problem);
   if (pictures) {
@@ -153,7 +153,7 @@ std::string comparisonAsText(const Comparison& comparison, bool color) {
 std::string comparisonAsJson(const Comparison& comparison, bool pictures) {
   const std::vector<std::string> differences = comparison.differences();
   std::string json =
-      "{\"same\": " + truth(differences.empty()) + ", \"differences\": " + textsAsJson(differences) +
+      "{\"same\": " + jsonBool(differences.empty()) + ", \"differences\": " + textsAsJson(differences) +
       ",\n \"before\": " + fileAsJson(comparison.before) + ",\n \"after\": " + fileAsJson(comparison.after) +
       ",\n \"threshold\": " + jsonNumber(comparison.threshold) +
       ", \"dpi\": " + std::to_string(comparison.dpi) + ", \"words\": " + number(comparison.words) +

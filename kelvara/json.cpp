@@ -53,4 +53,6 @@ std::string jsonNumber(double value) {
   return std::string(buffer, written.ptr);
 }
 
+std::string jsonBool(bool value) { return value ? "true" : "false"; }
+
 }  // namespace kelvara

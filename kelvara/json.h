@@ -10,5 +10,6 @@ namespace kelvara {
 std::string jsonText(std::string_view text);
 // The shortest number that reads back alike; null for one that is not finite.
 std::string jsonNumber(double value);
+std::string jsonBool(bool value);
 
 }  // namespace kelvara
