@@ -77,6 +77,8 @@ class Rewriter {
   void rewrite(const Instruction& in);
   void set(Slot slot, const Instruction& in);
   void setColor(Color& wanted, Color& written, const Instruction& in);
+  // One that begins here; effects: those that would keep it.
+  Bracket openBracket(std::size_t effects) const;
   void save();
   void restore();
   void beginText();

@@ -55,12 +55,17 @@ void Rewriter::setColor(Color& wanted, Color& written, const Instruction& in) {
   wanted = written = {};
 }
 
-void Rewriter::save() {
+Bracket Rewriter::openBracket(std::size_t effects) const {
   Bracket bracket;
   bracket.written = state_.written;
   bracket.start = out_.size();
-  bracket.effects = effects_;
+  bracket.effects = effects;
   bracket.clean = !pathOpen_ && !text_;
+  return bracket;
+}
+
+void Rewriter::save() {
+  Bracket bracket = openBracket(effects_);
   flush();
   emit("q");
   ++textEffects_;
@@ -90,12 +95,7 @@ void Rewriter::restore() {
 }
 
 void Rewriter::beginText() {
-  Bracket bracket;
-  bracket.written = state_.written;
-  bracket.start = out_.size();
-  bracket.effects = textEffects_;
-  bracket.clean = !pathOpen_ && !text_;
-  text_ = std::move(bracket);
+  text_ = openBracket(textEffects_);
   emit("BT");
 }
 
