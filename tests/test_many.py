@@ -29,6 +29,14 @@ class Collection:
         # One record for each process would be written by all of them at once.
         del self.environment["KELV_RECORD"]
 
+    def script(self, **behaviour):
+        """What the engine does from here on, in workers that start."""
+        self.world.engine(**behaviour)
+        self.environment["KELV_SCRIPT"] = self.world.start_environment()["KELV_SCRIPT"]
+
+    def no_script(self):
+        self.environment["KELV_SCRIPT"] = "/dev/null"
+
     def many(self, *arguments, status=0):
         done = subprocess.run([MANY, *map(str, arguments)], env=self.environment, capture_output=True, text=True, timeout=120)
         assert done.returncode == status, done.stdout + done.stderr
@@ -103,8 +111,7 @@ def test_what_is_done_is_never_worked_again(collection):
 
 
 def test_a_worker_that_is_asked_to_stop_ends_its_file_and_goes_on_later(collection):
-    collection.world.engine(open_delay=150)
-    collection.environment["KELV_SCRIPT"] = collection.world.start_environment()["KELV_SCRIPT"]
+    collection.script(open_delay=150)
     collection.plan()
     worker = collection.start(1, 1)
     wait_for(lambda: len(collection.results()) >= 3)
@@ -113,15 +120,14 @@ def test_a_worker_that_is_asked_to_stop_ends_its_file_and_goes_on_later(collecti
     done = len(collection.results())
     assert collection.totals(status=1)["smaller"] == done < len(collection.sizes)
     assert [entry.name for entry in collection.small.iterdir() if entry.name.startswith(".")] == []
-    collection.environment["KELV_SCRIPT"] = "/dev/null"
+    collection.no_script()
     collection.many("work", collection.state, 1, 1)
     collection.assert_all_done_exactly()
 
 
 def test_a_killed_worker_loses_nothing(collection):
     """The worker with its kelv is killed in the middle of a file, as a machine that goes down would end them."""
-    collection.world.engine(open_delay=300)
-    collection.environment["KELV_SCRIPT"] = collection.world.start_environment()["KELV_SCRIPT"]
+    collection.script(open_delay=300)
     collection.plan()
     worker = collection.start(1, 1)
     wait_for(lambda: len(collection.results()) >= 2)
@@ -131,7 +137,7 @@ def test_a_killed_worker_loses_nothing(collection):
     # The last line of its list may be half a line.
     with open(collection.state / "done" / "1.tsv", "a") as half:
         half.write("smaller\t10")
-    collection.environment["KELV_SCRIPT"] = "/dev/null"
+    collection.no_script()
     assert [entry for entry in collection.small.iterdir() if entry.name.startswith(".")] != []
     collection.many("work", collection.state, 1, 1)
     assert collection.totals()["left"] == 0
@@ -142,8 +148,7 @@ def test_a_killed_worker_loses_nothing(collection):
 
 
 def test_two_workers_never_share_a_slice_or_cut_the_list_differently(collection):
-    collection.world.engine(open_delay=200)
-    collection.environment["KELV_SCRIPT"] = collection.world.start_environment()["KELV_SCRIPT"]
+    collection.script(open_delay=200)
     collection.plan()
     worker = collection.start(1, 2)
     wait_for(collection.results)
@@ -178,21 +183,19 @@ def test_failures_are_named_and_tried_again_when_asked(collection):
 
 
 def test_a_file_that_does_not_get_smaller_is_kept_and_not_tried_again(collection):
-    collection.world.engine(output=5000)
-    collection.environment["KELV_SCRIPT"] = collection.world.start_environment()["KELV_SCRIPT"]
+    collection.script(output=5000)
     collection.plan()
     collection.many("work", collection.state, 1, 1)
     assert collection.totals()["kept"] == len(collection.sizes)
     assert collection.results() == []
-    collection.environment["KELV_SCRIPT"] = "/dev/null"
+    collection.no_script()
     collection.many("work", collection.state, 1, 1)
     assert collection.results() == []
 
 
 def test_a_file_that_ends_kelv_abnormally_is_a_failure_and_the_rest_goes_on(collection):
     collection.environment["KELV_MANY_SECONDS"] = "1"
-    collection.world.engine(open_delay=3000)
-    collection.environment["KELV_SCRIPT"] = collection.world.start_environment()["KELV_SCRIPT"]
+    collection.script(open_delay=3000)
     for name in list(collection.sizes)[2:]:
         (collection.inputs / name).unlink()
     collection.plan()
@@ -210,8 +213,8 @@ def test_without_access_nothing_is_taken_for_done(collection):
 
 def test_a_job_array_of_slurm_is_cancelled_and_goes_on_without_working_a_file_twice(collection):
     """A cluster of one node is started for it; its totals are compared with the list and with the files."""
-    collection.world.engine(open_delay=150)
-    environment = {**collection.environment, "KELV_SCRIPT": collection.world.start_environment()["KELV_SCRIPT"], "KELV_BUILD": str(BUILD)}
+    collection.script(open_delay=150)
+    environment = {**collection.environment, "KELV_BUILD": str(BUILD)}
     script = MANY.parent / "try-slurm"
     done = subprocess.run([script, collection.inputs], env=environment, capture_output=True, text=True, timeout=600)
     if done.returncode == 77:
