@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "optimizer/base/bytes.h"
+#include "optimizer/content/tokenizer.h"
 
 namespace optimizer {
 namespace {
@@ -83,10 +84,10 @@ class FileBytes {
   Bytes window_;
 };
 
-bool isBlank(int c) { return c == 0 || c == 9 || c == 10 || c == 12 || c == 13 || c == 32; }
+// Of what FileBytes::at() gives: nothing behind the end is either.
+bool isBlank(int c) { return c >= 0 && content::isWhiteSpace(static_cast<std::uint8_t>(c)); }
+bool isRegular(int c) { return c >= 0 && content::isRegular(static_cast<std::uint8_t>(c)); }
 bool isDigit(int c) { return c >= '0' && c <= '9'; }
-bool isDelimiter(int c) { return c >= 0 && std::strchr("()<>[]{}/%", c) != nullptr && c != 0; }
-bool isRegular(int c) { return c >= 0 && !isBlank(c) && !isDelimiter(c); }
 
 // Reads the syntax of objects without building them (ISO 32000-1, 7.2 and 7.3).
 class Scanner {
