@@ -278,6 +278,10 @@ Result<ImageColorSpace> readColorSpace(QPDFObjectHandle space) {
   }
 }
 
+bool isImage(QPDFObjectHandle object) {
+  return object.isStream() && object.getDict().getKey("/Subtype").isNameAndEquals("/Image");
+}
+
 Result<ImageSource> readImageSource(QPDFObjectHandle image) {
   try {
     if (!image.isStream()) return Error{ErrorKind::damaged, "image is no stream"};

@@ -67,6 +67,9 @@ struct ImageSource {
   std::size_t rowBytes() const { return (std::size_t{width} * color.components * bits + 7) / 8; }
 };
 
+// True of an image XObject.
+bool isImage(QPDFObjectHandle object);
+
 // Reads the dictionary and takes the stream's bytes. Not for inline images. Errors: unsupported (left alone),
 // damaged, limit.
 Result<ImageSource> readImageSource(QPDFObjectHandle image);

@@ -111,10 +111,6 @@ Span spanOf(std::uint32_t side, double low, double high, std::uint32_t grid, std
   return {begin, end - begin};
 }
 
-bool isImage(QPDFObjectHandle object) {
-  return object.isStream() && object.getDict().getKey("/Subtype").isNameAndEquals("/Image");
-}
-
 std::uint32_t stepOf(std::uint32_t side, std::uint32_t otherSide) { return side / std::gcd(side, otherSide); }
 
 std::uint32_t scaled(std::uint32_t at, std::uint32_t side, std::uint32_t otherSide) {

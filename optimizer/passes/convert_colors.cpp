@@ -196,10 +196,7 @@ void ConvertColorsPass::work(PassContext& context) {
   std::vector<Task> batch;
   std::size_t held = 0;
   for (QPDFObjectHandle& object : pdf.getAllObjects()) {
-    if (!object.isStream() || !object.getDict().getKey("/Subtype").isNameAndEquals("/Image") ||
-        asMasks.count(object.getObjGen()) != 0) {
-      continue;
-    }
+    if (!isImage(object) || asMasks.count(object.getObjGen()) != 0) continue;
     Result<ImageSource> source = readImageSource(object);
     if (!source || source->stencil || source->matte || source->jpxAlpha) continue;
     const ColorConverter* converter = converterFor(source->color);

@@ -102,12 +102,6 @@ class ImagesPass : public Pass {
   long long saved_ = 0;
 };
 
-bool isImage(QPDFObjectHandle object) {
-  if (!object.isStream()) return false;
-  QPDFObjectHandle subtype = object.getDict().getKey("/Subtype");
-  return subtype.isName() && subtype.getName() == "/Image";
-}
-
 double numberOf(QPDFObjectHandle dictionary, const char* key) {
   QPDFObjectHandle value = dictionary.getKey(key);
   return value.isInteger() ? static_cast<double>(value.getIntValue()) : 0;
