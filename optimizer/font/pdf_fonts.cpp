@@ -12,6 +12,11 @@
 
 namespace optimizer {
 
+std::string nameAt(QPDFObjectHandle dictionary, const char* key) {
+  QPDFObjectHandle value = dictionary.getKey(key);
+  return value.isName() ? value.getName() : std::string();
+}
+
 namespace {
 
 constexpr const char* kFileKeys[] = {"/FontFile", "/FontFile2", "/FontFile3"};
@@ -20,11 +25,6 @@ using Key = std::pair<int, int>;
 Key keyOf(QPDFObjectHandle object) { return {object.getObjectID(), object.getGeneration()}; }
 
 bool isDictionary(QPDFObjectHandle object) { return object.isDictionary(); }
-
-std::string nameAt(QPDFObjectHandle dictionary, const char* key) {
-  QPDFObjectHandle value = dictionary.getKey(key);
-  return value.isName() ? value.getName() : std::string();
-}
 
 ProgramKind kindOf(QPDFObjectHandle stream, const std::string& key) {
   if (key == "/FontFile") return ProgramKind::type1;

@@ -47,6 +47,9 @@ std::vector<FontProgram> fontPrograms(Document& document);
 // must stay as it is.
 bool hasWidthsByName(const FontUser& user);
 
+// The name of a dictionary at key, with its slash; empty where there is none.
+std::string nameAt(QPDFObjectHandle dictionary, const char* key);
+
 // BaseFont or FontName without the slash and the six letters of a subset tag.
 std::string withoutSubsetTag(const std::string& name);
 

@@ -28,11 +28,6 @@ using Codes = std::set<std::uint32_t>;
 
 constexpr int kMostWidths = 200'000;
 
-std::string nameAt(QPDFObjectHandle dictionary, const char* key) {
-  QPDFObjectHandle value = dictionary.getKey(key);
-  return value.isName() ? value.getName() : std::string();
-}
-
 bool hasProgram(QPDFObjectHandle font) {
   QPDFObjectHandle descriptor = font.getKey("/FontDescriptor");
   return descriptor.isDictionary() && (descriptor.hasKey("/FontFile") || descriptor.hasKey("/FontFile2") ||
