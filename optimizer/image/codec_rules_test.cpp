@@ -9,9 +9,12 @@
 #include "optimizer/codec/jpeg.h"
 #include "optimizer/image/decode.h"
 #include "optimizer/image/recode.h"
+#include "optimizer/testing/image_job.h"
 
 namespace optimizer {
 namespace {
+
+using testing::jobOf;
 
 constexpr std::uint32_t kJpeg = codecBit(Codec::jpeg), kFlate = codecBit(Codec::flate),
                         kBitonal = codecBit(Codec::bitonal), kJpx = codecBit(Codec::jpeg2000),
@@ -30,20 +33,6 @@ Pixels photo(std::uint32_t width = 320, std::uint32_t height = 240) {
     }
   }
   return pixels;
-}
-
-ImageJob jobOf(const Pixels& pixels) {
-  ImageJob job;
-  job.source.width = pixels.width();
-  job.source.height = pixels.height();
-  job.source.bits = pixels.bits();
-  job.source.color.kind = job.source.color.baseKind = pixels.kind();
-  job.source.color.components = job.source.color.baseComponents = pixels.channels();
-  job.source.data = pixels.samples();
-  job.source.storedBytes = pixels.samples().size();
-  job.dpiX = job.dpiY = 100;
-  job.deviceColors = true;
-  return job;
 }
 
 void storeAs(ImageJob& job, ImageCoding coding, Bytes data) {
@@ -73,7 +62,7 @@ std::string filterOf(const ImageJob& job, const Settings& settings) {
 }
 
 TEST(CodecRules, TakeJpegOnlyWhereItIsAllowed) {
-  const ImageJob job = jobOf(photo());
+  const ImageJob job = jobOf(photo(), 100);
   EXPECT_EQ(filterOf(job, lossy(kJpeg)), "DCTDecode");
   EXPECT_EQ(filterOf(job, lossy(kFlate)), "FlateDecode");
   EXPECT_EQ(filterOf(job, lossy(kAutomatic)), "FlateDecode");
@@ -81,7 +70,7 @@ TEST(CodecRules, TakeJpegOnlyWhereItIsAllowed) {
 }
 
 TEST(CodecRules, TakeJpeg2000OnlyWhereItIsAllowed) {
-  const ImageJob job = jobOf(photo());
+  const ImageJob job = jobOf(photo(), 100);
   EXPECT_EQ(filterOf(job, lossy(kJpx)), "JPXDecode");
   Settings old = lossy(kJpx | kJpeg);
   old.onlyPdf14 = true;
@@ -94,10 +83,10 @@ TEST(CodecRules, TakeLosslessJpeg2000ForPhotographs) {
   const Pixels pixels = photo();
   Settings settings = lossy(kJpx | kAutomatic);
   settings.imageQuality = 100;
-  const std::optional<RecodedImage> result = recodeImage(jobOf(pixels), settings);
+  const std::optional<RecodedImage> result = recodeImage(jobOf(pixels, 100), settings);
   ASSERT_TRUE(result.has_value());
   EXPECT_EQ(result->image.filter, "JPXDecode");
-  ImageJob again = jobOf(pixels);
+  ImageJob again = jobOf(pixels, 100);
   storeAs(again, ImageCoding::jpx, result->image.data);
   const Result<Pixels> decoded = decodeImage(again.source);
   ASSERT_TRUE(decoded.ok());
@@ -109,7 +98,7 @@ TEST(CodecRules, CodeBitonalImagesAsTheirMaskSays) {
   for (std::uint32_t y = 0; y < 300; ++y) {
     for (std::uint32_t x = 0; x < 400; ++x) bitonal.setBit(x, y, (x * x + y * y) / 900 % 2 != 0);
   }
-  const ImageJob job = jobOf(bitonal);
+  const ImageJob job = jobOf(bitonal, 100);
   Settings settings;
   settings.bitonalCodecs = kFlate;
   EXPECT_EQ(filterOf(job, settings), "FlateDecode");
@@ -121,7 +110,7 @@ TEST(CodecRules, CodeBitonalImagesAsTheirMaskSays) {
 TEST(ForceCompressionTypes, LeavesNoOtherCodec) {
   // A JPEG so small that nothing beats it.
   const Pixels pixels = photo();
-  ImageJob job = jobOf(pixels);
+  ImageJob job = jobOf(pixels, 100);
   storeAs(job, ImageCoding::jpeg, jpegOf(pixels, 20));
   Settings settings = lossy(kFlate);
   EXPECT_EQ(filterOf(job, settings), "");
@@ -140,7 +129,7 @@ TEST(ForceCompressionTypes, LeavesNoOtherCodec) {
 }
 
 TEST(ForceCompressionTypes, MakesToneBitonalWhereNothingElseIsLeft) {
-  const ImageJob job = jobOf(photo());
+  const ImageJob job = jobOf(photo(), 100);
   Settings settings = lossy(kBitonal);
   EXPECT_EQ(filterOf(job, settings), "");
   settings.forceCompressionTypes = true;
@@ -163,7 +152,7 @@ TEST(ForceCompressionTypes, MakesToneBitonalWhereNothingElseIsLeft) {
 
 TEST(ForceRecompression, CodesAnewWhatIsSmallEnough) {
   const Pixels pixels = photo();
-  ImageJob job = jobOf(pixels);
+  ImageJob job = jobOf(pixels, 100);
   const Bytes small = jpegOf(pixels, 30);
   storeAs(job, ImageCoding::jpeg, small);
   Settings settings = lossy(kJpeg | kAutomatic);
@@ -181,7 +170,7 @@ TEST(ForceRecompression, CodesAnewWhatIsSmallEnough) {
 
 TEST(ForceRecompression, LosesNothingAtQuality100) {
   const Pixels pixels = photo();
-  ImageJob job = jobOf(pixels);
+  ImageJob job = jobOf(pixels, 100);
   storeAs(job, ImageCoding::jpeg, jpegOf(pixels, 30));
   Settings settings;
   settings.forceRecompression = true;
@@ -191,7 +180,7 @@ TEST(ForceRecompression, LosesNothingAtQuality100) {
 
 TEST(ReduceColorComplexity, TakesEightOfSixteenBits) {
   Pixels high(64, 64, 1, ColorKind::grey);
-  ImageJob job = jobOf(high);
+  ImageJob job = jobOf(high, 100);
   job.source.bits = 16;
   Bytes data(64 * 64 * 2);
   for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i * 2654435761u >> 11);
@@ -214,13 +203,13 @@ TEST(ReduceColorComplexity, MakesTwoLevelsBitonal) {
     }
     Settings settings;
     settings.reduceColorComplexity = true;
-    const std::optional<RecodedImage> result = recodeImage(jobOf(pixels), settings);
+    const std::optional<RecodedImage> result = recodeImage(jobOf(pixels, 100), settings);
     ASSERT_TRUE(result.has_value());
     EXPECT_EQ(result->image.bitsPerComponent, 1u);
     EXPECT_EQ(result->image.kind, ColorKind::grey);
     // So does a soft mask.
     if (channels != 1) continue;
-    ImageJob mask = jobOf(pixels);
+    ImageJob mask = jobOf(pixels, 100);
     mask.role = ImageRole::softMask;
     const std::optional<RecodedImage> softMask = recodeImage(mask, settings);
     ASSERT_TRUE(softMask.has_value());
@@ -239,7 +228,7 @@ TEST(ReduceColorComplexity, TakesThePaletteOfTheFewestBits) {
     }
     Settings settings;
     settings.reduceColorComplexity = true;
-    const std::optional<RecodedImage> result = recodeImage(jobOf(pixels), settings);
+    const std::optional<RecodedImage> result = recodeImage(jobOf(pixels, 100), settings);
     ASSERT_TRUE(result.has_value());
     EXPECT_EQ(result->image.kind, ColorKind::indexed);
     EXPECT_EQ(result->image.bitsPerComponent, bits);

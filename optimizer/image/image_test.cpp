@@ -10,9 +10,12 @@
 #include "optimizer/image/recode.h"
 #include "optimizer/image/resample.h"
 #include "optimizer/image/score.h"
+#include "optimizer/testing/image_job.h"
 
 namespace optimizer {
 namespace {
+
+using testing::jobOf;
 
 // A deterministic stand-in for noise.
 std::uint32_t noise(std::uint32_t x, std::uint32_t y) {
@@ -45,21 +48,6 @@ Pixels bars(std::uint32_t width, std::uint32_t height) {
     }
   }
   return pixels;
-}
-
-ImageJob jobOf(const Pixels& pixels, double dpi) {
-  ImageJob job;
-  job.source.width = pixels.width();
-  job.source.height = pixels.height();
-  job.source.bits = pixels.bits();
-  job.source.color.kind = job.source.color.baseKind = pixels.kind();
-  job.source.color.components = job.source.color.baseComponents = pixels.channels();
-  job.source.coding = ImageCoding::raw;
-  job.source.data = pixels.samples();
-  job.source.storedBytes = pixels.samples().size();
-  job.dpiX = job.dpiY = dpi;
-  job.deviceColors = true;
-  return job;
 }
 
 TEST(Resample, KeepsFlatColoursExactly) {
