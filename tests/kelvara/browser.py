@@ -99,10 +99,12 @@ class Browser:
             self.call("Page.navigate", url=url)
             if not any(event["method"] == "Page.loadEventFired" for event in self.events):
                 self._wait(lambda message: message.get("method") == "Page.loadEventFired")
-        self.value(
-            "Promise.allSettled([...document.images].map((image) => image.decode()))"
-            ".then(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))))"
-        )
+        self.value("Promise.allSettled([...document.images].map((image) => image.decode()))")
+        self.settle()
+
+    def settle(self):
+        """Waits until what observes the sizes of elements has seen them: that comes with the next picture."""
+        self.value("new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done)))")
 
     def value(self, expression):
         result = self.call("Runtime.evaluate", expression=expression, returnByValue=True, awaitPromise=True)

@@ -274,6 +274,7 @@ def test_the_page_in_a_browser(world, page):
         # Bars for now and for every profile, and the other file.
         assert browser.value("document.querySelectorAll('.bar').length") == 7
         browser.value("(() => { const s = document.querySelector('select'); s.selectedIndex = 1; s.dispatchEvent(new Event('change')); })()")
+        browser.settle()
         assert browser.value("document.querySelectorAll('.tile').length") > 5
         # Dark as the system asks, and the other way at the press of the button.
         backs = []
