@@ -29,10 +29,17 @@ constexpr int kQuickDeflate = 9;
 
 struct Job {
   FontProgram* program = nullptr;
+  ProgramKind kind = ProgramKind::other;  // of the outlines
   Bytes before;
   std::vector<font::ShownCodes> users;
   std::optional<font::SubsetResult> after;
 };
+
+// FontFile3 may hold a whole OpenType font, with its outlines either in CFF or in glyf (9.9, table 126).
+ProgramKind kindOfOutlines(const FontProgram& program, const Bytes& bytes) {
+  if (program.kind != ProgramKind::openType) return program.kind;
+  return font::cffTableOf(bytes).empty() ? ProgramKind::trueType : ProgramKind::openType;
+}
 
 std::optional<Job> plan(FontProgram& program, const DocumentUsage& usage) {
   if (!program.usersKnown || program.users.empty() || program.kind == ProgramKind::type1 ||
@@ -41,6 +48,10 @@ std::optional<Job> plan(FontProgram& program, const DocumentUsage& usage) {
   }
   Job job;
   job.program = &program;
+  Result<Bytes> data = decodedStreamData(program.stream);
+  if (!data.ok() || data->size() > kLargestProgram) return std::nullopt;
+  job.before = std::move(*data);
+  job.kind = kindOfOutlines(program, job.before);
   bool anyShown = false;
   for (const FontUser& user : program.users) {
     // The dictionary and its program must be of one kind (9.9, table 126).
@@ -48,7 +59,7 @@ std::optional<Job> plan(FontProgram& program, const DocumentUsage& usage) {
     QPDFObjectHandle subtype = holder.getKey("/Subtype");
     const std::string name = subtype.isName() ? subtype.getName() : std::string();
     const bool trueTypeUser = name == "/TrueType" || name == "/CIDFontType2";
-    const bool trueTypeProgram = program.kind == ProgramKind::trueType;
+    const bool trueTypeProgram = job.kind == ProgramKind::trueType;
     if (trueTypeUser != trueTypeProgram || hasWidthsByName(user)) return std::nullopt;
     std::optional<font::ShownCodes> shown = shownCodes(user, usage);
     if (!shown) return std::nullopt;
@@ -56,17 +67,13 @@ std::optional<Job> plan(FontProgram& program, const DocumentUsage& usage) {
     job.users.push_back(std::move(*shown));
   }
   if (!anyShown) return std::nullopt;
-  Result<Bytes> data = decodedStreamData(program.stream);
-  if (!data.ok() || data->size() > kLargestProgram) return std::nullopt;
-  job.before = std::move(*data);
   return job;
 }
 
 void subset(Job& job) {
   ByteView program = job.before;
-  if (job.program->kind == ProgramKind::openType) program = font::cffTableOf(program);
-  if (program.empty()) return;
-  Result<font::SubsetResult> result = job.program->kind == ProgramKind::trueType
+  if (job.kind == ProgramKind::openType) program = font::cffTableOf(program);
+  Result<font::SubsetResult> result = job.kind == ProgramKind::trueType
                                           ? font::subsetTrueType(program, job.users)
                                           : font::subsetCff(program, job.users);
   if (!result.ok()) return;

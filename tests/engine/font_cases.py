@@ -182,6 +182,21 @@ def truetype_symbolic():
 
 
 @case('smaller')
+def truetype_with_a_symbol_cmap():
+    """Only (3, 0) with codes from F020 on, as fonts of signs have it, and (1, 0)."""
+    pdf = truetype(4, b'(Hamburg) Tj')
+    stream = pdf.pages[0].Resources.Font.F1.FontDescriptor.FontFile2
+    data = stream.read_bytes()
+    glyphs = [glyph_of(data, code) for code in range(32, 127)]
+    mac = bytes(32) + bytes(g if g < 256 else 0 for g in glyphs) + bytes(129)
+    symbols = struct.pack('>HHHHHHH', 4, 32 + 2 * len(glyphs), 0, 4, 4, 1, 0)
+    symbols += struct.pack('>HHHHHHHHH', 0xf07e, 0xffff, 0, 0xf020, 0xffff, 0, 1, 4, 0) + struct.pack('>%dH' % len(glyphs), *glyphs)
+    subtables = struct.pack('>HHHHIHHI', 0, 2, 1, 0, 20, 3, 0, 20 + 262) + struct.pack('>HHH', 0, 262, 0) + mac + symbols
+    stream.write(made_fonts.with_table(made_fonts.without_table(data, b'cmap'), b'cmap', subtables))
+    return pdf
+
+
+@case('smaller')
 def truetype_with_differences():
     return truetype(32, b'(ABC \\244) Tj', Encoding=Dictionary(
         BaseEncoding=Name.WinAnsiEncoding, Differences=[65, Name.alpha, Name.Aogonek, Name.afii10017]))
@@ -226,6 +241,21 @@ def cff_simple():
     pdf = pikepdf.new()
     fd = descriptor(pdf, 'FontFile3', table(OPENTYPE.read_bytes(), b'CFF '), 32, Subtype=Name.Type1C)
     return page(pdf, simple(pdf, 'Type1', fd, 32, [500] * 224, Encoding=Name.WinAnsiEncoding), b'(H\\344mburg fl) Tj')
+
+
+@case('smaller')
+def cff_with_its_own_encoding():
+    pdf = pikepdf.new()
+    fd = descriptor(pdf, 'FontFile3', table(OPENTYPE.read_bytes(), b'CFF '), 4, Subtype=Name.Type1C)
+    return page(pdf, simple(pdf, 'Type1', fd, 32, [500] * 224), b'(Hamburg fl) Tj')
+
+
+@case('smaller')
+def cff_with_differences():
+    pdf = pikepdf.new()
+    fd = descriptor(pdf, 'FontFile3', table(OPENTYPE.read_bytes(), b'CFF '), 4, Subtype=Name.Type1C)
+    return page(pdf, simple(pdf, 'Type1', fd, 32, [500] * 224, Encoding=Dictionary(
+        BaseEncoding=Name.MacRomanEncoding, Differences=[65, Name.Aacute, Name.germandbls, 200, Name.ae])), b'(AB \310 H\212mmer) Tj')
 
 
 @case('smaller')
@@ -309,8 +339,8 @@ def cid_truetype_with_a_cmap_of_texts():
 
 
 @case('kept')
-def cid_truetype_with_a_predefined_cmap():
-    return composite('CIDFontType2', 'FontFile2', TRUETYPE.read_bytes(), 'Text', encoding=Name('/UniJIS-UCS2-H'), to_gid=Name.Identity)
+def cid_truetype_with_a_cmap_that_is_not_predefined():
+    return composite('CIDFontType2', 'FontFile2', TRUETYPE.read_bytes(), 'Text', encoding=Name('/UniJIS-UTF32-H'), to_gid=Name.Identity)
 
 
 @case('smaller')
@@ -323,6 +353,19 @@ def cid_cff():
 @case('smaller')
 def cid_opentype():
     return composite('CIDFontType0', 'FontFile3', OPENTYPE.read_bytes(), 'Grüße fl', program={'Subtype': Name.OpenType})
+
+
+@case('smaller')
+def cid_opentype_of_truetype():
+    """FontFile3 with outlines in glyf (ISO 32000-1, table 126)."""
+    return composite('CIDFontType2', 'FontFile3', TRUETYPE.read_bytes(), TEXT, to_gid=Name.Identity, program={'Subtype': Name.OpenType})
+
+
+@case('smaller')
+def opentype_of_truetype():
+    pdf = pikepdf.new()
+    fd = descriptor(pdf, 'FontFile3', TRUETYPE.read_bytes(), 32, Subtype=Name.OpenType)
+    return page(pdf, simple(pdf, 'TrueType', fd, 32, [600] * 224, Encoding=Name.WinAnsiEncoding), b'(H\344mmer) Tj')
 
 
 @case('none')

@@ -62,3 +62,12 @@ def with_table(font, tag, data):
     entries.append((tag, 0, len(font) + 16, len(data)))
     head = font[:4] + struct.pack('>H', count + 1) + font[6:12]
     return head + b''.join(struct.pack('>4sIII', *e) for e in sorted(entries)) + font[12 + 16 * count:] + data
+
+
+def without_table(font, tag):
+    """An sfnt that no longer names one of its tables."""
+    count = struct.unpack('>H', font[4:6])[0]
+    entries = [font[12 + 16 * i:28 + 16 * i] for i in range(count)]
+    # As many bytes as before, so that the other tables stay where they are.
+    entries = [entry if entry[:4] != tag else b'xxxx' + entry[4:] for entry in entries]
+    return font[:12] + b''.join(sorted(entries)) + font[12 + 16 * count:]
