@@ -18,6 +18,7 @@
 #include "optimizer/font/encodings.h"
 #include "optimizer/font/pdf_fonts.h"
 #include "optimizer/font/shown_codes.h"
+#include "optimizer/passes/cid_metrics.h"
 #include "optimizer/passes/passes.h"
 #include "optimizer/pipeline/report.h"
 
@@ -25,8 +26,6 @@ namespace optimizer {
 namespace {
 
 using Codes = std::set<std::uint32_t>;
-
-constexpr int kMostWidths = 200'000;
 
 bool hasProgram(QPDFObjectHandle font) {
   QPDFObjectHandle descriptor = font.getKey("/FontDescriptor");
@@ -39,6 +38,7 @@ struct Descendant {
   QPDFObjectHandle holder;
   Codes cids;
   bool known = true;  // every Type 0 font that has it is understood
+  bool upright = false;  // some of them may write from top to bottom
 };
 
 // Fonts that share an entry, with the codes of all of them.
@@ -62,7 +62,7 @@ class FontEntriesPass : public Pass {
       for (auto& [key, sharing] : widths_) trimWidths(sharing);
       for (auto& [key, sharing] : encodings_) trimDifferences(sharing);
       for (auto& [key, sharing] : procs_) trimProcs(sharing);
-      for (auto& [id, descendant] : descendants_) trimCidWidths(descendant);
+      for (auto& [id, descendant] : descendants_) trimDescendant(descendant);
       for (auto& [id, sharing] : glyphMaps_) trimGlyphMap(sharing, context.document);
       if (changed_ == 0) return PassOutcome::unchanged;
       context.report.note(std::to_string(changed_) + " entries of fonts shortened");
@@ -136,6 +136,7 @@ class FontEntriesPass : public Pass {
     if (!holder.isDictionary() || !holder.isIndirect()) return;
     Descendant& descendant = descendants_[holder.getObjGen()];
     descendant.holder = holder;
+    descendant.upright = descendant.upright || !nameAt(font, "/Encoding").ends_with("H");
     const std::optional<font::ShownCodes> shown = shownCodes({font, holder, true}, usage);
     if (!shown) {
       descendant.known = false;
@@ -266,68 +267,10 @@ class FontEntriesPass : public Pass {
     replace(sharing, "/CharProcs", like(procs, fresh));
   }
 
-  // The entries of W; nothing where it is not as it should be.
-  static std::optional<std::vector<font::CidWidthRun>> readCidWidths(QPDFObjectHandle array) {
-    std::vector<font::CidWidthRun> runs;
-    int total = 0;
-    const auto cidAt = [&](int i) -> std::optional<std::uint32_t> {
-      QPDFObjectHandle item = array.getArrayItem(i);
-      if (!item.isInteger() || item.getIntValue() < 0 || item.getIntValue() > 65535) return std::nullopt;
-      return static_cast<std::uint32_t>(item.getIntValue());
-    };
-    const int count = array.getArrayNItems();
-    for (int i = 0; i + 1 < count;) {
-      font::CidWidthRun run;
-      const auto first = cidAt(i);
-      if (!first) return std::nullopt;
-      run.first = run.last = *first;
-      QPDFObjectHandle second = array.getArrayItem(i + 1);
-      if (second.isArray()) {
-        const int widths = second.getArrayNItems();
-        if ((total += widths) > kMostWidths) return std::nullopt;
-        for (int k = 0; k < widths; ++k) {
-          QPDFObjectHandle width = second.getArrayItem(k);
-          if (!width.isNumber()) return std::nullopt;
-          run.widths.push_back(width.getNumericValue());
-        }
-        i += 2;
-      } else {
-        const auto last = cidAt(i + 1);
-        if (!last || *last < *first || i + 2 >= count || !array.getArrayItem(i + 2).isNumber())
-          return std::nullopt;
-        run.last = *last;
-        run.widths.push_back(array.getArrayItem(i + 2).getNumericValue());
-        i += 3;
-      }
-      if (++total > kMostWidths) return std::nullopt;
-      runs.push_back(std::move(run));
-    }
-    return runs;
-  }
-
-  void trimCidWidths(Descendant& descendant) {
-    QPDFObjectHandle holder = descendant.holder, old = holder.getKey("/W"), usual = holder.getKey("/DW");
-    if (!descendant.known || descendant.cids.empty() || !old.isArray()) return;
-    if (!usual.isNull() && !usual.isInteger()) return;  // viewers disagree on others
-    const auto runs = readCidWidths(old);
-    std::map<std::uint32_t, double> widths;
-    if (!runs || !font::widthsOf(*runs, descendant.cids, widths)) return;
-    for (const std::uint32_t cid : descendant.cids)
-      widths.emplace(cid, usual.isNull() ? 1000 : usual.getNumericValue());
-    const font::CidWidthText text = font::spellWidths(widths);
-    QPDFObjectHandle fresh = QPDFObjectHandle::parse(text.array);
-    if (fresh.unparse().size() >= old.unparseResolved().size()) return;
-    if (text.array == "[]") {
-      holder.removeKey("/W");
-    } else {
-      holder.replaceKey("/W", fresh);
-    }
-    if (text.defaultWidth == 1000) {
-      holder.removeKey("/DW");
-    } else {
-      holder.replaceKey("/DW", QPDFObjectHandle::parse(font::widthText(text.defaultWidth)));
-    }
-    ++changed_;
+  void trimDescendant(Descendant& descendant) {
+    if (!descendant.known || descendant.cids.empty()) return;
+    if (trimCidWidths(descendant.holder, descendant.cids)) ++changed_;
+    if (trimVerticalMetrics(descendant.holder, descendant.cids, descendant.upright)) ++changed_;
   }
 
   void trimGlyphMap(Sharing& sharing, Document& document) {

@@ -132,6 +132,52 @@ TEST(FontEntriesPass, cidFontsKeepWidthsAndGlyphsOfTheCidsShown) {
   EXPECT_EQ(runPass(*document, makeFontEntriesPass()), PassOutcome::unchanged);
 }
 
+struct CidFont {
+  PdfBuilder pdf;
+  int holder = 0;
+  // A font that writes by the CMap and shows CIDs 1, 5, 6, 7, 30 and 101.
+  CidFont(const std::string& cmap, const std::string& entries) {
+    holder = pdf.addObject(
+        "<< /Type /Font /Subtype /CIDFontType2 /BaseFont /A /CIDSystemInfo << /Registry (Adobe) /Ordering (Identity) "
+        "/Supplement 0 >> /FontDescriptor " +
+        embedded(pdf) + " " + entries + " >>");
+    const int font = pdf.addObject("<< /Type /Font /Subtype /Type0 /BaseFont /A /Encoding /" + cmap +
+                                   " /DescendantFonts [" + PdfBuilder::ref(holder) + "] >>");
+    show(pdf, font, "<000100050006001E006500070065>");
+  }
+};
+
+constexpr const char* kVertical =
+    "/DW2 [870 -990] /W2 [0 [-1 2 3 -500.004 250 880 -9 9 9 -9 9 9] 5 6 -700 300 880 7 [-800 1.126 .5] "
+    "20 90 -700 300 880 100 [-4 5 6]]";
+
+TEST(FontEntriesPass, verticalMetricsOfTheCidsShownStay) {
+  CidFont font("Identity-V", kVertical);
+  auto document = font.pdf.open();
+  EXPECT_EQ(runPass(*document, makeFontEntriesPass()), PassOutcome::changed);
+  EXPECT_EQ(entry(*document, font.holder, "/W2"), "[ 1 [ -500 250 880 ] 5 6 -700 300 880 7 [ -800 1.13 .5 ] 30 [ -700 300 880 ] ]");
+  EXPECT_EQ(entry(*document, font.holder, "/DW2"), "[ 870 -990 ]");
+  EXPECT_EQ(runPass(*document, makeFontEntriesPass()), PassOutcome::unchanged);
+}
+
+TEST(FontEntriesPass, fontsThatWriteAcrossNeedNoVerticalMetrics) {
+  CidFont font("Identity-H", kVertical);
+  auto document = font.pdf.open();
+  EXPECT_EQ(runPass(*document, makeFontEntriesPass()), PassOutcome::changed);
+  EXPECT_EQ(entry(*document, font.holder, "/W2"), "null");
+  EXPECT_EQ(entry(*document, font.holder, "/DW2"), "null");
+}
+
+TEST(FontEntriesPass, verticalMetricsThatAreOddStay) {
+  const char* const odd[] = {"/W2 [1 [2 3] 5 6 7 8 9]", "/W2 [1 [2 3 4] 1 [5 6 7]]", "/W2 [9 1 2 3 4]", "/W2 [1 /a]",
+                             "/W2 [1 5 2 3]"};
+  for (const char* entries : odd) {
+    CidFont font("Identity-V", entries);
+    auto document = font.pdf.open();
+    EXPECT_EQ(runPass(*document, makeFontEntriesPass()), PassOutcome::unchanged) << entries;
+  }
+}
+
 TEST(CidWidths, everySpellingReadsBackTheSame) {
   const std::map<std::uint32_t, double> widths = {{3, 500},     {4, 500},    {5, 500},    {6, 500},
                                                   {7, 250.125}, {9, 250.13}, {20, 0},     {21, 1},
