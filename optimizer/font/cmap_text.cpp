@@ -10,6 +10,7 @@ namespace {
 
 constexpr std::size_t kMaxEntries = 200'000;
 constexpr std::size_t kMaxTokens = 2'000'000;
+constexpr std::size_t kMaxSteps = 4'000'000;
 
 struct Token {
   enum Kind { end, word, name, string, number, open, close, other } kind = end;
@@ -124,21 +125,27 @@ class CmapParser {
 
   std::optional<CmapText> parse() {
     bool inside = false;
+    std::string name;  // the last one
     for (std::size_t guard = 0; guard < kMaxTokens; ++guard) {
       const Token token = in_.next();
       if (token.kind == Token::end) return std::move(cmap_);
+      if (token.kind == Token::name) name = token.text.substr(1);
       if (token.kind != Token::word) continue;
       if (token.text == "begincmap") inside = true;
-      if (token.text == "usecmap" || token.text == "beginnotdefrange" || token.text == "beginnotdefchar") {
-        return std::nullopt;
-      }
       bool fine = true;
       if (token.text == "begincodespacerange") {
         fine = codespace();
+      } else if (token.text == "usecmap") {
+        fine = !name.empty() && cmap_.base.empty();
+        cmap_.base = name;
       } else if (token.text == "begincidrange") {
-        fine = cidRange();
+        fine = cidRange(cmap_.cids);
       } else if (token.text == "begincidchar") {
-        fine = cidChar();
+        fine = cidChar(cmap_.cids);
+      } else if (token.text == "beginnotdefrange") {
+        fine = cidRange(cmap_.notdef);
+      } else if (token.text == "beginnotdefchar") {
+        fine = cidChar(cmap_.notdef);
       } else if (token.text == "beginbfrange") {
         fine = bfRange();
       } else if (token.text == "beginbfchar") {
@@ -146,7 +153,8 @@ class CmapParser {
       } else if (token.text == "endcmap") {
         return inside ? std::optional(std::move(cmap_)) : std::nullopt;
       }
-      if (!fine || cmap_.unicode.size() > kMaxEntries || cmap_.cids.size() > kMaxEntries) return std::nullopt;
+      if (!fine || cmap_.unicode.size() > kMaxEntries) return std::nullopt;
+      if (cmap_.cids.size() > kMaxEntries || cmap_.notdef.size() > kMaxEntries) return std::nullopt;
     }
     return std::nullopt;
   }
@@ -166,23 +174,23 @@ class CmapParser {
       cmap_.codespace.push_back({low.text, high.text});
     }
   }
-  bool cidRange() {
+  bool cidRange(std::vector<CidRange>& ranges) {
     for (;;) {
       const Token low = in_.next();
       if (isEnd(low)) return true;
       const Token high = in_.next(), cid = in_.next();
       if (!isCode(low) || !isCode(high) || cid.kind != Token::number || cid.value < 0 || cid.value > 65535) return false;
-      cmap_.cids.push_back({codeValue(low.text), codeValue(high.text), static_cast<std::uint32_t>(cid.value)});
+      ranges.push_back({codeValue(low.text), codeValue(high.text), static_cast<std::uint32_t>(cid.value)});
     }
   }
-  bool cidChar() {
+  bool cidChar(std::vector<CidRange>& ranges) {
     for (;;) {
       const Token code = in_.next();
       if (isEnd(code)) return true;
       const Token cid = in_.next();
       if (!isCode(code) || cid.kind != Token::number || cid.value < 0 || cid.value > 65535) return false;
       const std::uint32_t value = codeValue(code.text);
-      cmap_.cids.push_back({value, value, static_cast<std::uint32_t>(cid.value)});
+      ranges.push_back({value, value, static_cast<std::uint32_t>(cid.value)});
     }
   }
   bool bfChar() {
@@ -251,11 +259,18 @@ std::uint32_t codeValue(const std::string& bytes) {
 
 std::optional<CmapText> readCmapText(ByteView data) { return CmapParser(data).parse(); }
 
-std::uint32_t cidOf(const CmapText& cmap, std::uint32_t code) {
-  for (auto range = cmap.cids.rbegin(); range != cmap.cids.rend(); ++range) {
-    if (code >= range->low && code <= range->high) return range->cid + (code - range->low);
-  }
-  return 0;
+bool addCids(const CmapText& cmap, const std::set<std::uint32_t>& codes, std::set<std::uint32_t>& cids) {
+  std::size_t steps = 0;
+  const auto add = [&](const std::vector<CidRange>& ranges, bool counting) {
+    for (const CidRange& range : ranges) {
+      for (auto code = codes.lower_bound(range.low); code != codes.end() && *code <= range.high; ++code) {
+        if (++steps > kMaxSteps) return false;
+        cids.insert(counting ? range.cid + (*code - range.low) : range.cid);
+      }
+    }
+    return true;
+  };
+  return add(cmap.cids, true) && add(cmap.notdef, false);
 }
 
 std::string writeToUnicode(const CmapText& cmap) {

@@ -9,8 +9,8 @@
 
 namespace optimizer {
 
-// Nothing where it is not known which codes are shown, or how they lead to glyphs: a predefined CMap other than the
-// identities, an encoding that is not understood. A font that is never used shows no codes.
+// Nothing where it is not known which codes are shown, or how they lead to glyphs: a CMap that is neither
+// embedded nor predefined, an encoding that is not understood. A font that is never used shows no codes.
 std::optional<font::ShownCodes> shownCodes(const FontUser& user, const DocumentUsage& usage);
 
 }  // namespace optimizer

@@ -87,11 +87,7 @@ bool namesAreExplicit(const ShownCodes& shown) {
   return true;
 }
 
-std::set<std::uint32_t> shownCids(const ShownCodes& shown) {
-  std::set<std::uint32_t> cids;
-  for (const std::uint32_t code : shown.codes) cids.insert(shown.toCid ? cidOf(*shown.toCid, code) : code);
-  return cids;
-}
+const std::set<std::uint32_t>& shownCids(const ShownCodes& shown) { return shown.cids ? *shown.cids : shown.codes; }
 
 std::optional<std::set<std::uint16_t>> shownGlyphs(const ShownCodes& shown, const TrueTypeFont& font, bool& needsNames) {
   std::set<std::uint16_t> glyphs;

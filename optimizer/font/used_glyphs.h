@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "optimizer/base/bytes.h"
-#include "optimizer/font/cmap_text.h"
 #include "optimizer/font/encodings.h"
 #include "optimizer/font/truetype.h"
 
@@ -27,9 +26,9 @@ struct SimpleEncoding {
 struct ShownCodes {
   bool composite = false;
   std::set<std::uint32_t> codes;
-  SimpleEncoding encoding;         // simple fonts
-  std::optional<CmapText> toCid;   // composite fonts: nothing for the identity
-  std::optional<Bytes> cidToGid;   // CIDFontType2: nothing for the identity
+  SimpleEncoding encoding;                       // simple fonts
+  std::optional<std::set<std::uint32_t>> cids;   // composite fonts: what the codes select; nothing for the identity
+  std::optional<Bytes> cidToGid;                 // CIDFontType2: nothing for the identity
 };
 
 // Names that a simple font with a name-keyed program selects. builtIn: the program's own encoding. all: every glyph name
@@ -41,7 +40,7 @@ std::set<std::string> shownNames(const ShownCodes& shown, const std::map<std::ui
 bool namesAreExplicit(const ShownCodes& shown);
 
 // CIDs that a composite font selects.
-std::set<std::uint32_t> shownCids(const ShownCodes& shown);
+const std::set<std::uint32_t>& shownCids(const ShownCodes& shown);
 
 // Glyph indexes that a font selects in a TrueType program. needsNames is set where only the post table leads to one.
 // Nothing where that cannot be told.

@@ -69,6 +69,7 @@ bool trim(Use& use) {
   if (!data.ok() || data->size() > kLargestCmap) return false;
   std::optional<font::CmapText> cmap = font::readCmapText(*data);
   if (!cmap || cmap->codespace.empty() || cmap->unicode.empty()) return false;
+  if (!cmap->base.empty() || !cmap->notdef.empty()) return false;
   // Viewers do not agree on codes of several lengths, or outside the codespace.
   const std::size_t length = cmap->unicode.begin()->first.size();
   for (const auto& [code, text] : cmap->unicode) {

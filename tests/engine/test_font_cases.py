@@ -10,6 +10,7 @@ import pytest
 from PIL import Image
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
+import cmap_cases  # noqa: E402, F401: adds to the cases
 import engine  # noqa: E402
 import font_cases  # noqa: E402
 
