@@ -2,9 +2,12 @@
 
 #include <ft2build.h>
 #include FT_FREETYPE_H
+#include FT_FONT_FORMATS_H
 #include FT_OUTLINE_H
 
+#include <algorithm>
 #include <cstdlib>
+#include <string_view>
 #include <vector>
 
 namespace optimizer::font {
@@ -13,6 +16,9 @@ namespace {
 
 constexpr FT_Pos kTolerance = 16;  // of 64 parts of a font unit
 constexpr int kMostToReorder = 64;
+// Pixels to the em: one at which hints move much, one at which outlines show.
+constexpr unsigned kPictureSizes[] = {17, 64};
+constexpr int kGreyTolerance = 32;  // of 255: what the rounding of coordinates does to the pixels of an edge
 
 class Library {
  public:
@@ -45,12 +51,18 @@ class Face {
 
   bool ok() const { return face_ != nullptr; }
   unsigned unitsPerEm() const { return face_->units_per_EM; }
-  // One pixel per font unit, so that outlines come out in font units with six binary places.
-  bool scaleTo(unsigned unitsPerEm) { return FT_Set_Pixel_Sizes(face_, unitsPerEm, unitsPerEm) == 0; }
+  // At one pixel per font unit outlines come out in font units with six binary places.
+  bool scaleTo(unsigned pixels) { return FT_Set_Pixel_Sizes(face_, pixels, pixels) == 0; }
   bool load(unsigned index) {
     return FT_Load_Glyph(face_, index, FT_LOAD_NO_HINTING | FT_LOAD_NO_BITMAP | FT_LOAD_NO_AUTOHINT) == 0 &&
            face_->glyph->format == FT_GLYPH_FORMAT_OUTLINE;
   }
+  // In levels of grey, as viewers draw it that use hints, or others.
+  bool draw(unsigned index, bool hinted) {
+    const FT_Int32 plain = FT_LOAD_NO_BITMAP | FT_LOAD_NO_AUTOHINT | FT_LOAD_RENDER;
+    return FT_Load_Glyph(face_, index, hinted ? plain : plain | FT_LOAD_NO_HINTING) == 0;
+  }
+  std::string_view format() const { return FT_Get_Font_Format(face_); }
   // Nothing where no glyph has the name; .notdef is glyph 0.
   unsigned indexOf(const std::string& name) const {
     std::string copy = name;
@@ -97,31 +109,99 @@ bool sameOutline(FT_GlyphSlot a, FT_GlyphSlot b) {
   return true;
 }
 
+// A pixel of a drawn glyph, counted from its origin, upwards.
+int pixel(FT_GlyphSlot slot, int x, int y) {
+  const FT_Bitmap& bitmap = slot->bitmap;
+  const int column = x - slot->bitmap_left, row = slot->bitmap_top - y;
+  const bool inside = column >= 0 && row >= 0 && column < static_cast<int>(bitmap.width) &&
+                      row < static_cast<int>(bitmap.rows);
+  return inside ? bitmap.buffer[row * bitmap.pitch + column] : 0;
+}
+
+bool samePicture(FT_GlyphSlot a, FT_GlyphSlot b) {
+  if (std::labs(a->advance.x - b->advance.x) > kTolerance) return false;
+  const auto bounds = [](FT_GlyphSlot slot, bool across) {
+    const int first = across ? slot->bitmap_left : slot->bitmap_top - static_cast<int>(slot->bitmap.rows) + 1;
+    return std::pair(first, first + static_cast<int>(across ? slot->bitmap.width : slot->bitmap.rows));
+  };
+  const auto [left, right] = bounds(a, true);
+  const auto [otherLeft, otherRight] = bounds(b, true);
+  const auto [bottom, top] = bounds(a, false);
+  const auto [otherBottom, otherTop] = bounds(b, false);
+  for (int y = std::min(bottom, otherBottom); y < std::max(top, otherTop); ++y) {
+    for (int x = std::min(left, otherLeft); x < std::max(right, otherRight); ++x) {
+      if (std::abs(pixel(a, x, y) - pixel(b, x, y)) > kGreyTolerance) return false;
+    }
+  }
+  return true;
+}
+
 Error differs(const std::string& what) { return Error{ErrorKind::damaged, "font check: " + what}; }
+
+// The programs, and the glyphs of both that belong together.
+struct Faces {
+  Library library;
+  Face old, fresh;
+  std::vector<std::pair<unsigned, unsigned>> pairs;
+  std::vector<std::string> what;
+
+  Faces(ByteView before, ByteView after) : old(library, before), fresh(library, after) {}
+
+  Status pairUp(const GlyphsToCheck& glyphs) {
+    if (!old.ok()) return differs("the old program does not load");
+    if (!fresh.ok()) return differs("the new program does not load");
+    for (const std::string& name : glyphs.names) {
+      const unsigned a = old.indexOf(name), b = fresh.indexOf(name);
+      if (a == 0 && name != ".notdef") continue;  // not in the old program
+      if (b == 0 && name != ".notdef") return differs("glyph " + name + " is missing");
+      pairs.emplace_back(a, b);
+      what.push_back("glyph " + name);
+    }
+    for (const auto& [a, b] : glyphs.numbers) {
+      pairs.emplace_back(a, b);
+      what.push_back("glyph " + std::to_string(a));
+    }
+    return {};
+  }
+};
 
 }  // namespace
 
+Status samePictures(ByteView before, ByteView after, const GlyphsToCheck& glyphs) {
+  Faces faces(before, after);
+  OPTIMIZER_TRY(faces.pairUp(glyphs));
+  // Of Type 1 and CFF FreeType's hinter treats replaced hints differently: one forgets where it put stems
+  // before.
+  const bool hinted = faces.old.format() == faces.fresh.format();
+  for (const unsigned size : kPictureSizes) {
+    if (!faces.old.scaleTo(size) || !faces.fresh.scaleTo(size)) return differs("no scaling");
+    for (std::size_t i = 0; i < faces.pairs.size(); ++i) {
+      if (!faces.old.draw(faces.pairs[i].first, hinted)) continue;
+      if (faces.fresh.draw(faces.pairs[i].second, hinted) &&
+          samePicture(faces.old.slot(), faces.fresh.slot()))
+        continue;
+      return differs(faces.what[i] + " is drawn differently at " + std::to_string(size) + " pixels");
+    }
+  }
+  return {};
+}
+
 Status sameGlyphs(ByteView before, ByteView after, const GlyphsToCheck& glyphs) {
-  const Library library;
-  Face old(library, before), fresh(library, after);
-  if (!old.ok()) return differs("the old program does not load");
-  if (!fresh.ok()) return differs("the new program does not load");
+  Faces faces(before, after);
+  OPTIMIZER_TRY(faces.pairUp(glyphs));
+  Face &old = faces.old, &fresh = faces.fresh;
   if (old.unitsPerEm() != fresh.unitsPerEm()) return differs("the units differ");
   const unsigned size = old.unitsPerEm() == 0 ? 1000 : old.unitsPerEm();
   if (!old.scaleTo(size) || !fresh.scaleTo(size)) return differs("no scaling");
-  const auto compare = [&](unsigned a, unsigned b, const std::string& what) -> Status {
-    if (!old.load(a)) return {};
-    if (!fresh.load(b)) return differs(what + " does not load");
-    if (!sameOutline(old.slot(), fresh.slot())) return differs(what + " looks different");
-    return {};
-  };
-  for (const std::string& name : glyphs.names) {
-    const unsigned a = old.indexOf(name), b = fresh.indexOf(name);
-    if (a == 0 && name != ".notdef") continue;  // not in the old program
-    if (b == 0 && name != ".notdef" && a != 0) return differs("glyph " + name + " is missing");
-    OPTIMIZER_TRY(compare(a, b, "glyph " + name));
+  for (std::size_t i = 0; i < faces.pairs.size(); ++i) {
+    const auto [a, b] = faces.pairs[i];
+    if (!old.load(a)) continue;
+    if (!fresh.load(b)) return differs(faces.what[i] + " does not load");
+    if (!sameOutline(old.slot(), fresh.slot())) return differs(faces.what[i] + " looks different");
   }
-  for (const auto& [a, b] : glyphs.numbers) OPTIMIZER_TRY(compare(a, b, "glyph " + std::to_string(a)));
+#ifndef NDEBUG
+  OPTIMIZER_TRY(samePictures(before, after, glyphs));
+#endif
   return {};
 }
 
