@@ -16,6 +16,7 @@
 
 #include "optimizer/document/annotation_appearance.h"
 #include "optimizer/document/document.h"
+#include "optimizer/document/field_button.h"
 #include "optimizer/document/field_text.h"
 #include "optimizer/document/reachable.h"
 #include "optimizer/document/stream_data.h"
@@ -65,6 +66,7 @@ class Flattener {
       for (QPDFAnnotationObjectHelper& widget : form.getWidgetAnnotationsForPage(page)) {
         QPDFFormFieldObjectHelper field = form.getFieldForAnnotation(widget);
         const std::string type = field.getFieldType();
+        if (type == "/Btn") setButton(field, widget);
         if (type != "/Tx" && type != "/Ch") continue;
         if (!outdated && widget.getAppearanceStream("/N").isStream()) continue;
         if (type == "/Tx" && setText(field, widget)) continue;
@@ -91,11 +93,47 @@ class Flattener {
     // Viewers show that something was typed as a password, and not what.
     if (password) text.value.assign(std::min<std::size_t>(text.value.size(), 64), '*');
     text.defaultAppearance = field.getDefaultAppearance();
-    QPDFObjectHandle form = drawFieldText(pdf_, annotation, text, formFonts());
-    if (!form.isStream()) return password;
+    return setAppearance(annotation, drawFieldText(pdf_, annotation, text, formFonts())) || password;
+  }
+
+  // Buttons that have no appearance in any state; one without an appearance in its present state shows nothing.
+  void setButton(QPDFFormFieldObjectHelper& field, QPDFAnnotationObjectHelper& widget) {
+    QPDFObjectHandle annotation = widget.getObjectHandle();
+    QPDFObjectHandle states = widget.getAppearanceDictionary();
+    if (states.isDictionary()) states = states.getKey("/N");
+    if (states.isStream()) return;
+    if (states.isDictionary()) {
+      for (const std::string& state : states.getKeys()) {
+        if (states.getKey(state).isStream()) return;
+      }
+    }
+    const int flags = field.getFlags();
+    if ((flags & ff_btn_pushbutton) != 0) {
+      QPDFObjectHandle box = annotation.getKey("/MK");
+      QPDFObjectHandle caption = box.isDictionary() ? box.getKey("/CA") : QPDFObjectHandle::newNull();
+      FieldText text;
+      if (caption.isString()) text.value = caption.getUTF8Value();
+      text.quadding = 1;
+      text.defaultAppearance = field.getDefaultAppearance();
+      setAppearance(annotation, drawFieldText(pdf_, annotation, text, formFonts()));
+      return;
+    }
+    FieldButton button;
+    button.radio = (flags & ff_btn_radio) != 0;
+    // Of several radio buttons with one value only their states say which is on.
+    QPDFObjectHandle state = annotation.getKey("/AS");
+    if (!state.isName() && !button.radio) state = field.getValue();
+    button.on = state.isName() && state.getName() != "/Off";
+    button.defaultAppearance = field.getDefaultAppearance();
+    setAppearance(annotation, drawFieldButton(pdf_, annotation, button));
+  }
+
+  static bool setAppearance(QPDFObjectHandle annotation, QPDFObjectHandle form) {
+    if (!form.isStream()) return false;
     QPDFObjectHandle appearances = QPDFObjectHandle::newDictionary();
     appearances.replaceKey("/N", form);
     annotation.replaceKey("/AP", appearances);
+    annotation.removeKey("/AS");  // would choose among several
     return true;
   }
 

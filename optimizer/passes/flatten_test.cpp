@@ -144,6 +144,41 @@ TEST(Flatten, SetsFieldTextAsItsFlagsSay) {
   }
 }
 
+// Buttons without an appearance in any state show their box, and their mark where they are on.
+TEST(Flatten, DrawsButtonsThatHaveNoAppearance) {
+  struct Case {
+    const char* entries;
+    std::vector<const char*> shown;
+    std::vector<const char*> notShown;
+  };
+  const char* const mark = "/ZapfDingbats";
+  const Case cases[] = {
+      {"/AS /Off /AP << /N << /Yes << >> >> >> /MK << /BC [1 0 0] /CA (4) >>", {"1.000 0.000 0.000 RG"}, {"Tj"}},
+      {"/AS /Yes /MK << /BG [0 1 0] /CA (8) >> /DA (/ZaDb 0 Tf 0 0 1 rg)", {"0.000 1.000 0.000 rg", "0 0 1 rg", "(8) Tj", mark}, {"RG"}},
+      {"/V /Yes", {"(4) Tj", mark}, {" re"}},
+      {"/Ff 32768 /AS /a /MK << /BC [0] >>", {"(l) Tj", " c "}, {" re"}},
+      {"/Ff 32768 /V /a /MK << /BC [0] >>", {" c "}, {"Tj"}},
+      {"/Ff 65536 /MK << /BC [0] /CA (Send) >> /DA (/Helv 10 Tf)", {" re S", "(Send) Tj"}, {mark}},
+      // A state without an appearance beside one that has one.
+      {"/AS /Off /AP << /N << /Yes 1 0 R >> >> /MK << /BC [1 0 0] >>", {}, {"RG"}},
+  };
+  for (const Case& c : cases) {
+    PdfBuilder builder;
+    std::string entries = c.entries;
+    if (const std::size_t at = entries.find("1 0 R"); at != std::string::npos) {
+      entries.replace(at, 5, ref(builder.addStream("/Subtype /Form /BBox [0 0 10 10]", "0 0 10 10 re f")));
+    }
+    const int field = builder.addObject("<< /Subtype /Widget /FT /Btn /T (a) /Rect [0 0 40 20] " + entries + " >>");
+    builder.addPage("", "<< >>", "/Annots [ " + ref(field) + " ]");
+    builder.addToCatalog("/AcroForm << /Fields [ " + ref(field) + " ] >>");
+    const auto document = builder.open();
+    runPass(*document, makeFlattenPass(), flattening(flattenFormFields));
+    const std::string out = testing::written(*document);
+    for (const char* shown : c.shown) EXPECT_NE(out.find(shown), std::string::npos) << shown << "\n" << out;
+    for (const char* not_shown : c.notShown) EXPECT_EQ(out.find(not_shown), std::string::npos) << not_shown << "\n" << out;
+  }
+}
+
 TEST(Flatten, KeepsNamesOfSharedResourcesToThePageThatNeedsThem) {
   PdfBuilder builder;
   const int appearance = builder.addStream("/Subtype /Form /BBox [0 0 10 10]", "0 0 10 10 re f");
