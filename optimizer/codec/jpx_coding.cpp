@@ -1,0 +1,120 @@
+#include "optimizer/codec/jpx_coding.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace optimizer {
+namespace {
+
+// A precinct is not larger (ISO/IEC 15444-1, A.6.1), and there is one of each resolution.
+constexpr std::uint32_t mostSide = 32768;
+
+// What is coded takes about so many bits for each coefficient that is not zero, over a wide range of steps:
+// five to six in photographs, less in drawings. The step errs on the fine side.
+constexpr double bitsOfOne = 5, reserve = 1.1, finestBase = 1.0 / 16;
+// Where it does not, the next one is finer by this at least.
+constexpr double leastChange = 0.85;
+
+}  // namespace
+
+Result<JpxCoding> JpxCoding::begin(const Pixels& pixels, std::size_t mostBytes) {
+  if (pixels.bits() != 8 || (pixels.channels() != 1 && pixels.channels() != 3) || pixels.width() > mostSide ||
+      pixels.height() > mostSide) {
+    return Error{ErrorKind::unsupported, "JPEG 2000 codes 8-bit grey and RGB only"};
+  }
+  return JpxCoding(pixels, mostBytes);
+}
+
+JpxCoding::JpxCoding(const Pixels& pixels, std::size_t mostBytes)
+    : mostBytes_(mostBytes), coefficients_(jpx::componentsOf(pixels)) {
+  jpx::Layout layout = jpx::layoutOf(pixels.width(), pixels.height(), pixels.channels());
+  for (jpx::Samples& component : coefficients_) jpx::transform(component, layout.levels);
+  ones_ = reserve * static_cast<double>(mostBytes) * 8 / bitsOfOne;
+  const double base = std::max(finestBase, jpx::baseFor(layout, coefficients_, ones_));
+  const jpx::Quantiser quantiser(base, layout.levels);
+  picture_ = std::make_unique<jpx::CodedPicture>(jpx::CodedPicture{std::move(layout), quantiser, {}});
+}
+
+jpx::BlockArea JpxCoding::areaOf(std::vector<jpx::Samples>& components, const jpx::Band& band,
+                                 std::size_t block) const {
+  const std::uint32_t x = static_cast<std::uint32_t>(block % band.blocksAcross) * jpx::blockSide,
+                      y = static_cast<std::uint32_t>(block / band.blocksAcross) * jpx::blockSide;
+  jpx::Samples& component = components[band.component];
+  return {component.row(band.top + y) + band.left + x, component.width,
+          std::min(jpx::blockSide, band.width - x), std::min(jpx::blockSide, band.height - y)};
+}
+
+Pixels JpxCoding::finest() const {
+  std::vector<jpx::Samples> components = coefficients_;
+  const jpx::Layout& layout = picture_->layout;
+  for (const jpx::Band& band : layout.bands) {
+    const float step = picture_->quantiser.stepOf(band) * static_cast<float>(1u << jpx::lowestPlaneOf(band));
+    for (std::uint32_t y = 0; y < band.height && band.width > 0; ++y)
+      jpx::quantise(components[band.component].row(band.top + y) + band.left, band.width, step);
+  }
+  for (jpx::Samples& component : components) jpx::transformBack(component, layout.levels);
+  return jpx::pixelsOf(components);
+}
+
+void JpxCoding::code() {
+  const jpx::Layout& layout = picture_->layout;
+  for (;;) {
+    picture_->blocks.clear();
+    picture_->blocks.reserve(layout.blocks);
+    for (const jpx::Band& band : layout.bands) {
+      const std::size_t count = std::size_t{band.blocksAcross} * band.blocksDown;
+      for (std::size_t block = 0; block < count; ++block) {
+        picture_->blocks.emplace_back(areaOf(coefficients_, band, block), band.orientation(),
+                                      picture_->quantiser.stepOf(band), jpx::lowestPlaneOf(band));
+      }
+    }
+    if (picture_->quantiser.base() <= finestBase) break;
+    jpx::Cuts all;
+    for (const jpx::CodedBlock& block : picture_->blocks)
+      all.push_back(static_cast<std::uint16_t>(block.passes().size()));
+    const auto size = static_cast<double>(jpx::sizeOfJp2(*picture_, all)),
+               wanted = static_cast<double>(mostBytes_);
+    if (size >= wanted) break;
+    ones_ *= reserve * wanted / size;
+    const double base =
+        std::min(jpx::baseFor(layout, coefficients_, ones_), picture_->quantiser.base() * leastChange);
+    picture_->quantiser = jpx::Quantiser(std::max(finestBase, base), layout.levels);
+  }
+  coefficients_.clear();
+  rate_ = std::make_unique<jpx::RateControl>(*picture_);
+}
+
+jpx::Cuts JpxCoding::cutTo(std::size_t bytes) {
+  if (!rate_) code();
+  return rate_->cutsFor(bytes);
+}
+
+Pixels JpxCoding::shown(const jpx::Cuts& cuts) const {
+  const jpx::Layout& layout = picture_->layout;
+  const std::size_t size = std::size_t{layout.width} * layout.height;
+  std::vector<jpx::Samples> components(layout.components,
+                                       {layout.width, layout.height, std::vector<float>(size)});
+  for (const jpx::Band& band : layout.bands) {
+    const std::size_t count = std::size_t{band.blocksAcross} * band.blocksDown;
+    for (std::size_t block = 0; block < count; ++block) {
+      picture_->blocks[band.firstBlock + block].show(
+          cuts[band.firstBlock + block], areaOf(components, band, block), picture_->quantiser.stepOf(band));
+    }
+  }
+  for (jpx::Samples& component : components) jpx::transformBack(component, layout.levels);
+  return jpx::pixelsOf(components);
+}
+
+EncodedImage JpxCoding::encoded(const jpx::Cuts& cuts) const {
+  EncodedImage image;
+  image.codec = Codec::jpeg2000;
+  image.data = jpx::writeJp2(*picture_, cuts);
+  image.filter = "JPXDecode";
+  image.width = picture_->layout.width;
+  image.height = picture_->layout.height;
+  image.kind = picture_->layout.components == 1 ? ColorKind::grey : ColorKind::rgb;
+  image.lossless = false;
+  return image;
+}
+
+}  // namespace optimizer

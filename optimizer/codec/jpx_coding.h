@@ -1,0 +1,43 @@
+// Lossy JPEG 2000, our own encoder: a picture is coded once and then cut to any size.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+
+#include "optimizer/base/result.h"
+#include "optimizer/codec/codec.h"
+#include "optimizer/codec/jpx_rate.h"
+#include "optimizer/image/pixels.h"
+
+namespace optimizer {
+
+class JpxCoding {
+ public:
+  // Takes pixels of 8 bits, grey or RGB, up to 32768 on a side. mostBytes: the largest size that will be
+  // asked for; finer than it takes the picture is not coded. Errors: unsupported.
+  static Result<JpxCoding> begin(const Pixels& pixels, std::size_t mostBytes);
+
+  // What the coding shows where nothing is cut away, which is better than what any size up to mostBytes
+  // shows. Known before anything is coded.
+  Pixels finest() const;
+
+  // What is left of the picture in at most so many bytes. A few hundred are needed for any.
+  jpx::Cuts cutTo(std::size_t bytes);
+  // Of such a cut: what a decoder shows, but for rounding, and a JP2 file.
+  Pixels shown(const jpx::Cuts& cuts) const;
+  EncodedImage encoded(const jpx::Cuts& cuts) const;
+
+ private:
+  JpxCoding(const Pixels& pixels, std::size_t mostBytes);
+  void code();
+  jpx::BlockArea areaOf(std::vector<jpx::Samples>& components, const jpx::Band& band,
+                        std::size_t block) const;
+
+  std::size_t mostBytes_;
+  double ones_ = 0;                         // coefficients that are to be coded as something else than zero
+  std::vector<jpx::Samples> coefficients_;  // until they are coded
+  std::unique_ptr<jpx::CodedPicture> picture_;
+  std::unique_ptr<jpx::RateControl> rate_;
+};
+
+}  // namespace optimizer

@@ -1,0 +1,110 @@
+#include "optimizer/codec/jpx_rate.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+
+namespace optimizer::jpx {
+namespace {
+
+// Bins of an eighth of an octave by the bits of a float.
+constexpr unsigned binShift = 20, binsOfOctave = 8;
+constexpr int lowestOctave = -9, octaves = 20;
+
+double weightOf(const Band& band) {
+  const double norm = bandNorm(band.level, band.highAcross, band.highDown) * visibilityOf(band);
+  return norm * norm;
+}
+
+}  // namespace
+
+double visibilityOf(const Band& band) {
+  if (band.component == 0) return 1;
+  return 1;
+}
+
+unsigned lowestPlaneOf(const Band& band) {
+  return static_cast<unsigned>(std::max(0.0, std::floor(-std::log2(visibilityOf(band)))));
+}
+
+double baseFor(const Layout& layout, const std::vector<Samples>& components, double ones) {
+  constexpr std::size_t count = std::size_t{octaves} * binsOfOctave;
+  constexpr std::uint32_t lowest = (127 + lowestOctave) * binsOfOctave;
+  std::array<std::uint64_t, count> bins{};
+  for (const Band& band : layout.bands) {
+    const float scale =
+        std::ldexp(1 / Quantiser(1, layout.levels).stepOf(band), -static_cast<int>(lowestPlaneOf(band)));
+    for (std::uint32_t y = 0; y < band.height; ++y) {
+      const float* row = components[band.component].row(band.top + y) + band.left;
+      for (std::uint32_t x = 0; x < band.width; ++x) {
+        const std::uint32_t bin = std::bit_cast<std::uint32_t>(std::abs(row[x]) * scale) >> binShift;
+        if (bin >= lowest) ++bins[std::min<std::size_t>(bin - lowest, count - 1)];
+      }
+    }
+  }
+  std::size_t bin = count;
+  for (double found = 0; bin > 0 && found < ones;) found += static_cast<double>(bins[--bin]);
+  return std::exp2(lowestOctave + static_cast<double>(bin) / binsOfOctave);
+}
+
+// The convex hull of each block's passes.
+RateControl::RateControl(const CodedPicture& picture) : picture_(picture) {
+  first_.reserve(picture.blocks.size() + 1);
+  for (const Band& band : picture.layout.bands) {
+    const double step = picture.quantiser.stepOf(band), weight = weightOf(band) * step * step;
+    const std::size_t end = band.firstBlock + std::size_t{band.blocksAcross} * band.blocksDown;
+    for (std::size_t block = band.firstBlock; block < end; ++block) {
+      first_.push_back(places_.size());
+      const std::vector<PassEnd>& passes = picture.blocks[block].passes();
+      const auto slopeFrom = [&](std::size_t before, std::size_t to) {
+        // To be there at all takes some bits of a packet's header.
+        const double gain = passes[to - 1].gain - (before > 0 ? passes[before - 1].gain : 0);
+        const double size =
+            passes[to - 1].cut.size() - (before > 0 ? double(passes[before - 1].cut.size()) : -1.0);
+        return size <= 0 ? (gain > 0 ? 1e30 : 0) : gain * weight / size;
+      };
+      for (std::size_t i = 1; i <= passes.size(); ++i) {
+        for (;;) {
+          const bool bottom = places_.size() == first_.back();
+          const double slope = slopeFrom(bottom ? 0 : places_.back().passes, i);
+          if (slope <= 0) break;
+          if (!bottom && slope >= places_.back().slope) {
+            places_.pop_back();
+            continue;
+          }
+          places_.push_back({static_cast<float>(slope), static_cast<std::uint16_t>(i)});
+          break;
+        }
+      }
+    }
+  }
+  first_.push_back(places_.size());
+  for (const Place& place : places_) {
+    steepest_ = std::max(steepest_, place.slope);
+    flattest_ = flattest_ == 0 ? place.slope : std::min(flattest_, place.slope);
+  }
+}
+
+Cuts RateControl::cutsAbove(float slope) const {
+  Cuts cuts(picture_.blocks.size());
+  for (std::size_t block = 0; block < cuts.size(); ++block) {
+    for (std::size_t i = first_[block]; i < first_[block + 1] && places_[i].slope >= slope; ++i)
+      cuts[block] = places_[i].passes;
+  }
+  return cuts;
+}
+
+Cuts RateControl::cutsFor(std::size_t bytes) const {
+  Cuts cuts = cutsAbove(flattest_);
+  if (sizeOfJp2(picture_, cuts) <= bytes) return cuts;
+  // Floats above zero are in the order of their bits.
+  auto low = std::bit_cast<std::uint32_t>(flattest_), high = std::bit_cast<std::uint32_t>(steepest_) + 1;
+  while (high - low > 1) {
+    const std::uint32_t middle = low + (high - low) / 2;
+    (sizeOfJp2(picture_, cutsAbove(std::bit_cast<float>(middle))) <= bytes ? high : low) = middle;
+  }
+  return cutsAbove(std::bit_cast<float>(high));
+}
+
+}  // namespace optimizer::jpx
