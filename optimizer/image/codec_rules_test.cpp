@@ -83,6 +83,8 @@ TEST(CodecRules, TakeLosslessJpeg2000ForPhotographs) {
   const Pixels pixels = photo();
   Settings settings = lossy(kJpx | kAutomatic);
   settings.imageQuality = 100;
+  EXPECT_NE(filterOf(jobOf(pixels, 100), settings), "JPXDecode");
+  settings.reduceColorComplexity = true;
   const std::optional<RecodedImage> result = recodeImage(jobOf(pixels, 100), settings);
   ASSERT_TRUE(result.has_value());
   EXPECT_EQ(result->image.filter, "JPXDecode");

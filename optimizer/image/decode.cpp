@@ -128,16 +128,6 @@ Result<Pixels> decodeReduced(const ImageSource& source, std::uint32_t reduce) {
   return pixels;
 }
 
-void invertBits(Pixels& pixels) {
-  const auto tail =
-      static_cast<std::uint8_t>(pixels.width() % 8 == 0 ? 0xFF : 0xFF << (8 - pixels.width() % 8));
-  for (std::uint32_t y = 0; y < pixels.height(); ++y) {
-    std::uint8_t* row = pixels.row(y);
-    for (std::size_t i = 0; i < pixels.stride(); ++i) row[i] = static_cast<std::uint8_t>(~row[i]);
-    row[pixels.stride() - 1] &= tail;
-  }
-}
-
 Result<Pixels> decodeBlackAndWhite(const ImageSource& source) {
   const std::size_t limit = maxImageBytes * 8;
   Result<Bitonal> picture = Bitonal{};
@@ -161,10 +151,9 @@ Result<Pixels> decodeBlackAndWhite(const ImageSource& source) {
     return Error{ErrorKind::unsupported, "image dictionary and image data disagree"};
   }
   Pixels pixels = pixelsOf(*picture);
-  if (source.coding == ImageCoding::ccitt && source.ccitt.blackIs1) invertBits(pixels);
+  if (source.coding == ImageCoding::ccitt && source.ccitt.blackIs1) pixels = inverted(std::move(pixels));
   if (source.color.kind == ColorKind::grey && (source.plainDecode() || source.invertedDecode())) {
-    if (!source.plainDecode()) invertBits(pixels);
-    return pixels;
+    return source.plainDecode() ? std::move(pixels) : inverted(std::move(pixels));
   }
   if (source.color.components != 1)
     return Error{ErrorKind::unsupported, "bitonal data of several components"};

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "optimizer/codec/bitonal_codec.h"
+#include "optimizer/codec/jbig2_decoder.h"
 #include "optimizer/image/candidates.h"
 #include "optimizer/image/classify.h"
 #include "optimizer/image/decode.h"
@@ -196,6 +198,34 @@ TEST(Recode, LosesNothingWhereNothingMayBeLost) {
     EXPECT_TRUE(image->image.lossless);
     EXPECT_EQ(image->image.width, pixels.width());
   }
+}
+
+TEST(Recode, KeepsTheSenseOfStoredSamplesWhereNoPixelMayMove) {
+  Settings lossless;
+  Pixels stored(203, 150, 1, ColorKind::grey, 1);
+  for (std::uint32_t y = 0; y < 150; ++y) {
+    for (std::uint32_t x = 0; x < 203; ++x) stored.setBit(x, y, (x * x + y * y) / 500 % 2 != 0);
+  }
+  ImageJob job = jobOf(stored, 100);
+  job.source.decode = {1, 0};
+  std::optional<RecodedImage> image = recodeImage(job, lossless);
+  ASSERT_TRUE(image.has_value());
+  EXPECT_TRUE(image->sameSamples);
+  ASSERT_EQ(image->image.filter, "JBIG2Decode");
+  const Result<Bitonal> shown = decodeJbig2(image->image.data, {}, stored.samples().size() * 8);
+  ASSERT_TRUE(shown.ok());
+  EXPECT_EQ(pixelsOf(*shown), stored);
+  // With loss allowed the shorter dictionary wins.
+  lossless.imageQuality = 75;
+  image = recodeImage(job, lossless);
+  ASSERT_TRUE(image.has_value());
+  EXPECT_FALSE(image->sameSamples);
+
+  job = jobOf(photo(120, 80, 1), 100);
+  job.source.decode = {1, 0};
+  image = recodeImage(job, Settings());
+  ASSERT_TRUE(image.has_value());
+  EXPECT_TRUE(image->sameSamples);
 }
 
 TEST(Recode, LeavesImagesOfUnknownUseAtTheirSize) {

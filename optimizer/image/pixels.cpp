@@ -67,6 +67,17 @@ Pixels lumaOf(const Pixels& pixels) {
   return luma;
 }
 
+Pixels inverted(Pixels bitonal) {
+  const std::uint32_t spare = bitonal.width() % 8;
+  const auto tail = static_cast<std::uint8_t>(spare == 0 ? 0xFF : 0xFF << (8 - spare));
+  for (std::uint32_t y = 0; y < bitonal.height(); ++y) {
+    std::uint8_t* row = bitonal.row(y);
+    for (std::size_t i = 0; i < bitonal.stride(); ++i) row[i] = static_cast<std::uint8_t>(~row[i]);
+    row[bitonal.stride() - 1] &= tail;
+  }
+  return bitonal;
+}
+
 Pixels crop(const Pixels& pixels, std::uint32_t left, std::uint32_t top, std::uint32_t width,
             std::uint32_t height) {
   Pixels part(width, height, pixels.channels(), pixels.kind(), pixels.bits());

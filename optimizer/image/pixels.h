@@ -77,6 +77,8 @@ constexpr bool fitsPixelLimit(std::uint64_t width, std::uint64_t height, unsigne
 Pixels expandTo8Bits(const Pixels& pixels);
 // 8-bit grey to 1 bit: samples below threshold become black.
 Pixels thresholdTo1Bit(const Pixels& grey, unsigned threshold = 128);
+// 1 bit: black for white and white for black.
+Pixels inverted(Pixels bitonal);
 // The luma of each pixel as 8-bit grey: RGB by Rec. 601, CMYK as viewers without a profile show it, other
 // kinds by the mean of their channels (inverted: more ink is darker).
 Pixels lumaOf(const Pixels& pixels);

@@ -152,6 +152,9 @@ class Recoding {
     return rules_.mustChange() || (settings_.forceRecompression && (lossyAllowed() || losslessSource));
   }
   std::size_t sizeToBeat() const { return forced() ? anySize : job_.source.storedBytes; }
+  // Viewers that reduce an image average its stored samples and apply the Decode array afterwards: turned round, the
+  // averages would be rounded to other neighbours.
+  bool keepsDecode() const { return settings_.imageQuality >= 100 && !job_.source.plainDecode(); }
   // Whether samples of that class may be coded by Flate, or stay coded so.
   bool mayDeflate(bool allowed) const {
     return allowed || (presentCodec(job_.source) == Codec::flate && !rules_.mustChange());
@@ -210,12 +213,15 @@ void Recoding::offerSameSamples() {
 }
 
 void Recoding::offerBitonal(const Pixels& pixels, bool lossless) {
+  const ImageSource& source = job_.source;
+  const bool asStored = keepsDecode() && source.bits == 1 && source.color.kind == ColorKind::grey &&
+                        source.invertedDecode();
   if (rules_.bitonal(Codec::bitonal)) {
-    Candidate bitonal{encodeBitonal(pixels), {}, {}, false};
+    Candidate bitonal{encodeBitonal(asStored ? inverted(pixels) : pixels), {}, {}, asStored};
     bitonal.image.lossless = lossless;
     choice_.offer(std::move(bitonal));
   }
-  if (mayDeflate(rules_.bitonal(Codec::flate))) {
+  if (!asStored && mayDeflate(rules_.bitonal(Codec::flate))) {
     Candidate flate = plainCandidate(pixels);
     flate.image.lossless = lossless;
     choice_.offer(std::move(flate));
@@ -284,8 +290,10 @@ void Recoding::offerLossless(const Pixels& pixels, const ImageFacts& facts, bool
   }
 }
 
-// Photographs where nothing may be lost: often half of what Flate takes.
+// Photographs where nothing may be lost: often half of what Flate takes. Viewers that draw at a smaller size decode
+// fewer of its resolutions, and show something other than the averages of samples: not where every pixel counts.
 void Recoding::offerLosslessJpx(const Pixels& pixels) {
+  if (!settings_.reduceColorComplexity && !rules_.mustChange()) return;
   if (!rules_.jpeg2000() || settings_.imageQuality < 100 || job_.role != ImageRole::picture ||
       job_.preblended || pixels.samples().size() > mostForJpx ||
       (pixels.kind() != ColorKind::grey && pixels.kind() != ColorKind::rgb)) {
@@ -495,7 +503,9 @@ std::optional<RecodedImage> Recoding::run() {
   const bool spotPalette =
       source.color.kind == ColorKind::indexed && source.color.baseKind == ColorKind::other;
   const bool untouchable = source.colorKeyMask || source.color.lab || source.jpxAlpha || spotPalette ||
-                           (scaled && (!lossyAllowed() || source.color.kind == ColorKind::indexed));
+                           (scaled && (!lossyAllowed() || source.color.kind == ColorKind::indexed)) ||
+                           (keepsDecode() && source.bits != 1 && !settings_.reduceColorComplexity &&
+                            !rules_.mustChange());
   if (job_.role == ImageRole::softMask && sampled() && source.color.kind != ColorKind::grey)
     return std::nullopt;
   if (job_.role == ImageRole::stencil && !source.stencil) return std::nullopt;
@@ -506,7 +516,7 @@ std::optional<RecodedImage> Recoding::run() {
                      wanted.width < source.width;
   if (untouchable || (source.coding == ImageCoding::jpeg && !later) || job_.losslessOnly || job_.preblended ||
       source.color.kind == ColorKind::other ||
-      (!settings_.reduceColorComplexity && settings_.imageQuality >= 100) || source.bits == 16) {
+      keepsDecode() || (!settings_.reduceColorComplexity && settings_.imageQuality >= 100) || source.bits == 16) {
     offerSameSamples();
   }
   if (untouchable || (job_.preblended && source.color.kind == ColorKind::indexed)) {

@@ -126,6 +126,8 @@ def build(pages):
         parms = Dictionary(K=-1, Columns=W, Rows=H, BlackIs1=black_is_1)
         pages.page(pages.image(data, W, H, Name.DeviceGray, 1, Filter=Name.CCITTFaxDecode, DecodeParms=parms))
         yield f'gray-ccitt{"-black-is-1" if black_is_1 else ""}'
+        pages.page(pages.image(data, W, H, Name.DeviceGray, 1, Filter=Name.CCITTFaxDecode, DecodeParms=parms, Decode=[1, 0]))
+        yield f'gray-ccitt-inverted-decode{"-black-is-1" if black_is_1 else ""}'
     pages.page(pages.image(data, W, H, Array([Name.Indexed, Name.DeviceRGB, 1, _table([(200, 30, 30), (250, 240, 200)])]), 1,
                            Filter=Name.CCITTFaxDecode, DecodeParms=Dictionary(K=-1, Columns=W, Rows=H)))
     yield 'indexed-ccitt'
