@@ -31,26 +31,29 @@ bool widthsOf(const std::vector<CidWidthRun>& runs, const std::set<std::uint32_t
   return true;
 }
 
-std::string widthText(double width) {
+std::string widthText(double width, WidthDigits digits) {
   std::array<char, 64> buffer{};
-  const double rounded = std::round(width * 100) / 100;
-  if (!(std::abs(rounded) < 1e9)) return "0";
-  const auto end =
-      std::to_chars(buffer.data(), buffer.data() + buffer.size(), rounded, std::chars_format::fixed, 2);
+  char* const limit = buffer.data() + buffer.size();
+  const bool all = digits == WidthDigits::all;
+  const double value = all ? width : std::round(width * 100) / 100;
+  if (!(std::abs(value) < 1e9)) return "0";
+  auto end = std::to_chars(buffer.data(), limit, value, std::chars_format::fixed);
+  // Numbers of very many digits are none that a program for fonts wrote.
+  if (!all || end.ec != std::errc()) end = std::to_chars(buffer.data(), limit, value, std::chars_format::fixed, all ? 9 : 2);
   std::string text(buffer.data(), end.ptr);
-  text.erase(text.find_last_not_of('0') + 1);
+  if (text.find('.') != std::string::npos) text.erase(text.find_last_not_of('0') + 1);
   if (text.back() == '.') text.pop_back();
   if (text == "-0" || text.empty()) return "0";
   if (text.rfind("0.", 0) == 0) return text.substr(1);
   return text;
 }
 
-CidWidthText spellWidths(const std::map<std::uint32_t, double>& widths) {
+CidWidthText spellWidths(const std::map<std::uint32_t, double>& widths, WidthDigits digits) {
   CidWidthText result;
   // DW is a number, but some viewers take only an integer there (poppler 22.12).
   std::map<std::string, std::size_t> counts = {{"1000", 0}};
   for (const auto& [cid, width] : widths) {
-    const std::string text = widthText(width);
+    const std::string text = widthText(width, digits);
     if (text.find('.') == std::string::npos) ++counts[text];
   }
   const auto common = std::max_element(counts.begin(), counts.end(),
@@ -66,7 +69,7 @@ CidWidthText spellWidths(const std::map<std::uint32_t, double>& widths) {
   std::vector<Item> items;
   bool broken = true;  // by a CID whose width is the default
   for (const auto& [cid, width] : widths) {
-    std::string text = widthText(width);
+    std::string text = widthText(width, digits);
     if (text == usual) {
       broken = true;
     } else if (!broken && items.back().text == text) {

@@ -26,11 +26,14 @@ struct CidWidthText {
   double defaultWidth = 1000;  // an integer
 };
 
-// The shortest spelling of the widths of exactly these CIDs; what others get is of no matter.
-CidWidthText spellWidths(const std::map<std::uint32_t, double>& widths);
+// Rounded widths have two decimal places at most: a hundredth of a thousandth of the font size is not seen. But viewers
+// draw glyphs on a grid of some steps a pixel, and one that lies between two steps may take the other.
+enum class WidthDigits : std::uint8_t { rounded, all };
 
-// A number as PDF writes it, with two decimal places at most. A hundredth of a thousandth of the font size
-// moves no pixel, and not even a line's worth of them does.
-std::string widthText(double width);
+// The shortest spelling of the widths of exactly these CIDs; what others get is of no matter.
+CidWidthText spellWidths(const std::map<std::uint32_t, double>& widths, WidthDigits digits = WidthDigits::rounded);
+
+// A number as PDF writes it.
+std::string widthText(double width, WidthDigits digits = WidthDigits::rounded);
 
 }  // namespace optimizer::font

@@ -7,8 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "optimizer/font/cid_widths.h"
-
 namespace optimizer {
 namespace {
 
@@ -78,7 +76,8 @@ std::optional<std::map<std::uint32_t, Metrics>> metricsOf(const std::vector<font
 }
 
 // Equal neighbours become one run, across CIDs that nothing shows; the rest stand in lists.
-std::string spell(const std::map<std::uint32_t, Metrics>& metrics, const std::set<std::uint32_t>& cids) {
+std::string spell(const std::map<std::uint32_t, Metrics>& metrics, const std::set<std::uint32_t>& cids,
+                  font::WidthDigits digits) {
   struct Item {
     std::uint32_t first, last;
     std::string text;
@@ -92,7 +91,7 @@ std::string spell(const std::map<std::uint32_t, Metrics>& metrics, const std::se
       continue;
     }
     std::string text;
-    for (const double number : at->second) text += (text.empty() ? "" : " ") + font::widthText(number);
+    for (const double number : at->second) text += (text.empty() ? "" : " ") + font::widthText(number, digits);
     if (!broken && items.back().text == text) {
       items.back().last = cid;
     } else {
@@ -128,7 +127,7 @@ bool remove(QPDFObjectHandle dictionary, const char* key) {
 
 }  // namespace
 
-bool trimCidWidths(QPDFObjectHandle holder, const std::set<std::uint32_t>& cids) {
+bool trimCidWidths(QPDFObjectHandle holder, const std::set<std::uint32_t>& cids, font::WidthDigits digits) {
   QPDFObjectHandle old = holder.getKey("/W"), usual = holder.getKey("/DW");
   if (!old.isArray()) return false;
   if (!usual.isNull() && !usual.isInteger()) return false;  // viewers disagree on others
@@ -136,7 +135,7 @@ bool trimCidWidths(QPDFObjectHandle holder, const std::set<std::uint32_t>& cids)
   std::map<std::uint32_t, double> widths;
   if (!runs || !font::widthsOf(*runs, cids, widths)) return false;
   for (const std::uint32_t cid : cids) widths.emplace(cid, usual.isNull() ? 1000 : usual.getNumericValue());
-  const font::CidWidthText text = font::spellWidths(widths);
+  const font::CidWidthText text = font::spellWidths(widths, digits);
   QPDFObjectHandle fresh = QPDFObjectHandle::parse(text.array);
   if (fresh.unparse().size() >= old.unparseResolved().size()) return false;
   if (text.array == "[]") {
@@ -152,7 +151,8 @@ bool trimCidWidths(QPDFObjectHandle holder, const std::set<std::uint32_t>& cids)
   return true;
 }
 
-bool trimVerticalMetrics(QPDFObjectHandle holder, const std::set<std::uint32_t>& cids, bool upright) {
+bool trimVerticalMetrics(QPDFObjectHandle holder, const std::set<std::uint32_t>& cids, bool upright,
+                         font::WidthDigits digits) {
   if (!upright) {
     const bool any = remove(holder, "/W2");
     return remove(holder, "/DW2") || any;
@@ -164,7 +164,7 @@ bool trimVerticalMetrics(QPDFObjectHandle holder, const std::set<std::uint32_t>&
   const auto metrics = metricsOf(*runs, cids);
   if (!metrics) return false;
   if (metrics->empty()) return remove(holder, "/W2");
-  QPDFObjectHandle fresh = QPDFObjectHandle::parse(spell(*metrics, cids));
+  QPDFObjectHandle fresh = QPDFObjectHandle::parse(spell(*metrics, cids, digits));
   if (fresh.unparse().size() >= old.unparseResolved().size()) return false;
   holder.replaceKey("/W2", fresh);
   return true;

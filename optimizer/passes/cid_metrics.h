@@ -5,13 +5,16 @@
 #include <qpdf/QPDFObjectHandle.hh>
 #include <set>
 
+#include "optimizer/font/cid_widths.h"
+
 namespace optimizer {
 
 // W and DW of a CIDFont. True where they changed. What is not as it should be stays.
-bool trimCidWidths(QPDFObjectHandle holder, const std::set<std::uint32_t>& cids);
+bool trimCidWidths(QPDFObjectHandle holder, const std::set<std::uint32_t>& cids, font::WidthDigits digits);
 
 // W2 of a CIDFont, whose other glyphs take DW2 and half of their width. upright: false where no font writes
 // from top to bottom with it, so that neither matters.
-bool trimVerticalMetrics(QPDFObjectHandle holder, const std::set<std::uint32_t>& cids, bool upright);
+bool trimVerticalMetrics(QPDFObjectHandle holder, const std::set<std::uint32_t>& cids, bool upright,
+                         font::WidthDigits digits);
 
 }  // namespace optimizer

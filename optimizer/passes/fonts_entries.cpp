@@ -21,6 +21,7 @@
 #include "optimizer/passes/cid_metrics.h"
 #include "optimizer/passes/passes.h"
 #include "optimizer/pipeline/report.h"
+#include "optimizer/settings/settings.h"
 
 namespace optimizer {
 namespace {
@@ -58,6 +59,8 @@ class FontEntriesPass : public Pass {
     return withoutExceptions("fonts-entries", [&]() -> Result<PassOutcome> {
       const DocumentUsage& usage = usageOf(context);
       if (!usage.complete) return PassOutcome::unchanged;
+      const bool lossy = context.settings.imageQuality < 100 || context.settings.perceptualQuality;
+      digits_ = lossy ? font::WidthDigits::rounded : font::WidthDigits::all;
       collect(context.document, usage);
       for (auto& [key, sharing] : widths_) trimWidths(sharing);
       for (auto& [key, sharing] : encodings_) trimDifferences(sharing);
@@ -182,7 +185,7 @@ class FontEntriesPass : public Pass {
       if (sharing.codes.count(static_cast<std::uint32_t>(code)) == 0) {
         text += '0';
       } else {
-        text += font::widthText(width.getNumericValue());
+        text += font::widthText(width.getNumericValue(), digits_);
       }
     }
     text += ']';
@@ -269,8 +272,8 @@ class FontEntriesPass : public Pass {
 
   void trimDescendant(Descendant& descendant) {
     if (!descendant.known || descendant.cids.empty()) return;
-    if (trimCidWidths(descendant.holder, descendant.cids)) ++changed_;
-    if (trimVerticalMetrics(descendant.holder, descendant.cids, descendant.upright)) ++changed_;
+    if (trimCidWidths(descendant.holder, descendant.cids, digits_)) ++changed_;
+    if (trimVerticalMetrics(descendant.holder, descendant.cids, descendant.upright, digits_)) ++changed_;
   }
 
   void trimGlyphMap(Sharing& sharing, Document& document) {
@@ -299,6 +302,7 @@ class FontEntriesPass : public Pass {
     }
   }
 
+  font::WidthDigits digits_ = font::WidthDigits::rounded;
   std::map<EntryKey, Sharing> widths_, encodings_, procs_;
   std::map<QPDFObjGen, Descendant> descendants_;
   std::map<QPDFObjGen, Sharing> glyphMaps_;

@@ -2,6 +2,7 @@
 
 #include "optimizer/font/cid_widths.h"
 #include "optimizer/passes/passes.h"
+#include "optimizer/settings/settings.h"
 #include "optimizer/testing/pdf_builder.h"
 #include "optimizer/testing/run_pass.h"
 
@@ -34,7 +35,7 @@ TEST(FontEntriesPass, widthsGoFromTheFirstToTheLastCodeShown) {
                     widths + "] /FontDescriptor " + embedded(pdf) + " >>");
   show(pdf, font, "(ADE)");
   auto document = pdf.open();
-  EXPECT_EQ(runPass(*document, makeFontEntriesPass()), PassOutcome::changed);
+  EXPECT_EQ(runPass(*document, makeFontEntriesPass(), webSettings()), PassOutcome::changed);
   EXPECT_EQ(entry(*document, font, "/FirstChar"), "65");
   EXPECT_EQ(entry(*document, font, "/LastChar"), "69");
   EXPECT_EQ(entry(*document, font, "/Widths"), "[ 500.12 0 0 500.12 500.12 ]");
@@ -154,10 +155,15 @@ constexpr const char* kVertical =
 TEST(FontEntriesPass, verticalMetricsOfTheCidsShownStay) {
   CidFont font("Identity-V", kVertical);
   auto document = font.pdf.open();
-  EXPECT_EQ(runPass(*document, makeFontEntriesPass()), PassOutcome::changed);
+  EXPECT_EQ(runPass(*document, makeFontEntriesPass(), webSettings()), PassOutcome::changed);
   EXPECT_EQ(entry(*document, font.holder, "/W2"), "[ 1 [ -500 250 880 ] 5 6 -700 300 880 7 [ -800 1.13 .5 ] 30 [ -700 300 880 ] ]");
   EXPECT_EQ(entry(*document, font.holder, "/DW2"), "[ 870 -990 ]");
   EXPECT_EQ(runPass(*document, makeFontEntriesPass()), PassOutcome::unchanged);
+  CidFont exact("Identity-V", kVertical);
+  document = exact.pdf.open();
+  EXPECT_EQ(runPass(*document, makeFontEntriesPass()), PassOutcome::changed);
+  EXPECT_EQ(entry(*document, exact.holder, "/W2"),
+            "[ 1 [ -500.004 250 880 ] 5 6 -700 300 880 7 [ -800 1.126 .5 ] 30 [ -700 300 880 ] ]");
 }
 
 TEST(FontEntriesPass, fontsThatWriteAcrossNeedNoVerticalMetrics) {
@@ -195,6 +201,33 @@ TEST(CidWidths, everySpellingReadsBackTheSame) {
   const font::CidWidthText named =
       font::spellWidths({{1, 5}, {2, 5}, {3, 7}, {10, 9}, {11, 9}, {30, 9}, {31, 5}, {32, 5}});
   EXPECT_EQ(named.array, "[3[7]10 30 9]");
+}
+
+TEST(FontEntriesPass, widthsKeepEveryDigitWhereNoPixelMayMove) {
+  for (const bool lossy : {false, true}) {
+    PdfBuilder pdf;
+    const int holder = pdf.addObject(
+        "<< /Type /Font /Subtype /CIDFontType2 /BaseFont /A /CIDSystemInfo << /Registry (Adobe) /Ordering (Identity) "
+        "/Supplement 0 >> /W [0 [1 2 3 4 5 556.15234 277.83203 600 600 600]] /FontDescriptor " + embedded(pdf) + " >>");
+    const int font =
+        pdf.addObject("<< /Type /Font /Subtype /Type0 /BaseFont /A /Encoding /Identity-H /DescendantFonts [" +
+                      PdfBuilder::ref(holder) + "] >>");
+    show(pdf, font, "<00050006>");
+    auto document = pdf.open();
+    Settings settings;
+    settings.imageQuality = lossy ? 80 : 100;
+    EXPECT_EQ(runPass(*document, makeFontEntriesPass(), settings), PassOutcome::changed);
+    EXPECT_EQ(entry(*document, holder, "/W"),
+              lossy ? "[ 5 [ 556.15 277.83 ] ]" : "[ 5 [ 556.15234 277.83203 ] ]");
+  }
+}
+
+TEST(CidWidths, numbersOfEveryLength) {
+  using font::WidthDigits;
+  for (const auto& [width, text] : {std::pair{600.0, "600"}, {0.5, ".5"}, {-.25, "-0.25"}, {1e-300, "0"},
+                                    {556.15234, "556.15234"}, {100.0, "100"}}) {
+    EXPECT_EQ(font::widthText(width, WidthDigits::all), text);
+  }
 }
 
 TEST(CidWidths, disagreeingRunsAreRefused) {
