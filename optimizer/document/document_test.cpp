@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "optimizer/document/save.h"
+#include "optimizer/document/stream_data.h"
 #include "optimizer/document/text.h"
 #include "optimizer/testing/pdf_builder.h"
 
@@ -182,6 +183,16 @@ TEST(Text, TurnsPdfDatesIntoXmpDates) {
       {"yesterday", ""},
   };
   for (const auto& [pdf, xmp] : cases) EXPECT_EQ(xmpDate(pdf), xmp) << pdf;
+}
+
+TEST(StreamData, UndoesRunLengths) {
+  testing::PdfBuilder builder;
+  const int stream = builder.addStream("/Filter [/ASCIIHexDecode /RunLengthDecode]", "02616263fd7880>");
+  builder.addPage("");
+  const auto document = builder.open();
+  const Result<Bytes> bytes = decodedStreamData(document->pdf().getObjectByID(stream, 0));
+  ASSERT_TRUE(bytes.ok());
+  EXPECT_EQ(std::string(bytes->begin(), bytes->end()), "abcxxxx");
 }
 
 }  // namespace

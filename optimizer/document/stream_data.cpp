@@ -59,7 +59,7 @@ Status decodeInto(BoundedSink& sink, QPDFObjectHandle stream) {
       return Error{ErrorKind::limit, "A stream has too many filters"};
     }
     bool filtered = false;
-    const bool ok = stream.pipeStreamData(&sink, &filtered, 0, qpdf_dl_generalized, true, false);
+    const bool ok = stream.pipeStreamData(&sink, &filtered, 0, qpdf_dl_specialized, true, false);
     if (sink.exceeded()) return Error{ErrorKind::limit, "A stream expands beyond what can be handled"};
     if (!filtered) return Error{ErrorKind::unsupported, "A stream uses a filter that cannot be undone"};
     if (!ok) return Error{ErrorKind::damaged, "A stream cannot be decoded"};
