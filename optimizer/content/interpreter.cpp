@@ -329,6 +329,7 @@ void Interpreter::execute(const Instruction& in, Frame& frame) {
 void Interpreter::drawXObject(const Token& name, Frame& frame) {
   QPDFObjectHandle object = frame.scope.find(ResourceCategory::xObject, name).object;
   if (!object.isStream()) {
+    missing_.insert(nameValue(name));
     return;
   }
   QPDFObjectHandle dict = object.getDict();

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -56,6 +57,8 @@ class Interpreter {
   const Summary* form(QPDFObjectHandle form, ResourceScope& outer) { return content(form, outer); }
 
   ResourceUse& resources() { return resources_; }
+  // Names drawn, without slash, that nothing has.
+  const std::set<std::string>& missingXObjects() const { return missing_; }
   // The gatherer of a font dictionary (which must be indirect), or null.
   FontCodes* fontCodes(QPDFObjectHandle font);
   const std::map<QPDFObjGen, std::unique_ptr<FontCodes>>& fonts() const { return fonts_; }
@@ -96,6 +99,7 @@ class Interpreter {
   bool countDraw();
 
   ResourceUse resources_;
+  std::set<std::string> missing_;
   std::map<QPDFObjGen, std::unique_ptr<FontCodes>> fonts_;
   std::map<QPDFObjGen, std::vector<Memo>> memos_;
   std::set<QPDFObjGen> active_;

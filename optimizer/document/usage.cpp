@@ -357,6 +357,7 @@ DocumentUsage Analysis::finish() {
     usage_.fonts[font].complete = false;
   }
   usage_.resources = std::move(interpreter_.resources());
+  usage_.missingXObjects = interpreter_.missingXObjects();
   return std::move(usage_);
 }
 

@@ -57,6 +57,8 @@ struct DocumentUsage {
   // "category/name", for instance "XObject/Im0". A page's names include those that content without resources of its own
   // takes from it, and a page inherits its Resources from the page tree.
   std::map<QPDFObjGen, std::set<std::string>> resources;
+  // Names, without slash, under which content draws an external object that no resources have.
+  std::set<std::string> missingXObjects;
 };
 
 // Interprets the whole document. Bounded in depth and time on hostile input; what cannot be read clears `complete`.

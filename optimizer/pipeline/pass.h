@@ -14,6 +14,7 @@ class Document;
 class Report;
 class WorkerPool;
 struct DocumentUsage;
+struct LiftedImages;
 struct Settings;
 
 // What a pass may use. Passes run one after another on one thread; work inside a pass goes to the pool.
@@ -24,6 +25,8 @@ struct PassContext {
   Report& report;
   // What content uses, as the last pass that asked found it; the runner drops it when a pass changes that.
   std::shared_ptr<const DocumentUsage> usage = nullptr;
+  // Inline images that are objects while images are worked on; null where there are none.
+  std::shared_ptr<const LiftedImages> lifted = nullptr;
 };
 
 // The usage of the document as it is now, analysed at most once between changes. May throw what qpdf throws.

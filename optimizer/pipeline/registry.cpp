@@ -22,7 +22,8 @@ bool removesImages(const Settings& settings) { return settings.removeImages; }
 bool removesRedundant(const Settings& settings) { return settings.removeRedundantObjects; }
 
 // Order matters. Flattening is first, because it makes page content of annotations, which every later pass should see.
-// What a setting removes goes next, so that no later pass works on it or keeps something alive for it. Colour
+// What a setting removes goes next, so that no later pass works on it or keeps something alive for it. Inline images
+// become objects before anything works on images, and some of them inline again right after. Colour
 // profiles that say nothing go, too. Equal objects become one before images and fonts, so that nothing is worked on twice, and again at the end, when everything
 // else is final. Images and fonts come next, on content as it was drawn; then content and resources, which see the final
 // images and fonts. Streams are coded last, once.
@@ -31,6 +32,8 @@ constexpr PassEntry kPasses[] = {
      makeFlattenPass},
     {"strip", "Removes the parts of the document that the strip bits name.", strips, makeStripPass},
     {"remove images", "Makes every image disappear.", removesImages, makeRemoveImagesPass},
+    {"inline images", "Makes objects of inline images, so that they are worked on like others.", always,
+     makeLiftInlineImagesPass},
     {"convert colors", "Converts images to RGB, CMYK or grey.", convertsColors, makeConvertColorsPass},
     {"profiles", "Lets device colour spaces stand for profiles that say the same.", reducesColors, makeProfilesPass},
     {"redundant", "Lets one of equal objects stand for all.", removesRedundant, makeRedundantPass},
@@ -38,6 +41,8 @@ constexpr PassEntry kPasses[] = {
     {"fonts-convert", "Converts Type 1 font programs to CFF.", convertsToCff, makeConvertFontsPass},
     {"clip images", "Cuts away what no page shows of an image.", clipsImages, makeClipImagesPass},
     {"images", "Resamples images and codes each in the smallest form that keeps its look.", always, makeImagesPass},
+    {"put back inline images", "Makes inline images again of those for which an object did not pay.", always,
+     makePutBackInlineImagesPass},
     {"fonts-subset", "Leaves only the glyphs that the document shows in font programs.", subsetsFonts,
      makeSubsetFontsPass},
     {"fonts-to-unicode", "Leaves only the codes that the document shows in ToUnicode CMaps.", subsetsFonts,
