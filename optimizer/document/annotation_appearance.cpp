@@ -183,7 +183,8 @@ std::string shape(QPDFObjectHandle annotation, const std::string& kind) {
 
 // A box in the colour C with a border in that of the text, the text in it, and the line that leads to what it is about.
 void freeText(QPDFObjectHandle annotation, QPDFObjectHandle fonts, DrawnAppearance& drawn) {
-  const TextStyle style = textStyleOf(annotation, fonts);
+  TextStyle style = textStyleOf(annotation, fonts);
+  if (annotation.getKey("/Contents").isString()) chooseFont(style, annotation.getKey("/Contents").getUTF8Value());
   const Border border = borderOf(annotation);
   const double width = std::clamp(border.width, 0.0, 100.0);
   Rect r = rectOf(annotation);

@@ -15,8 +15,9 @@ struct DrawnAppearance {
 };
 
 // For links (their border), highlights, underlines, squiggles, strike-outs, squares, circles, lines, polygons, polylines,
-// ink and free text (Latin letters in a standard font; fonts: the Font resources of the form, or null). Other kinds show nothing without an appearance of their own, or an icon of the viewer's choosing, which is
-// no part of the document.
+// ink and free text (fonts: the Font resources of the form, or null; other letters than Latin ones where one of them has
+// them). Other kinds show nothing without an appearance of their own, or an icon of the viewer's choosing, which is no part
+// of the document.
 DrawnAppearance drawAnnotation(QPDFObjectHandle annotation, QPDFObjectHandle fonts);
 
 }  // namespace optimizer

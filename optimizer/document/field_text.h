@@ -11,10 +11,11 @@ struct FieldText {
   std::string defaultAppearance;  // DA, with what the field inherits
   int quadding = 0;               // 0 left, 1 centred, 2 right
   bool multiline = false;
+  int cells = 0;                  // of a comb, whose characters each have one; 0 for none
 };
 
-// A form XObject of `pdf` with background, border and text, in a standard font. Null where the value has
-// characters that such a font lacks, where the widget is turned or where it has no area: then nothing is
+// A form XObject of `pdf` with background, border and text, in a standard font, or the document's own where that shows
+// more. Null where the value has characters that neither has, where the widget is turned or where it has no area: then nothing is
 // known here of how it looks.
 QPDFObjectHandle drawFieldText(QPDF& pdf, QPDFObjectHandle widget, const FieldText& text,
                                QPDFObjectHandle fonts);

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <qpdf/QUtil.hh>
 #include <utility>
 
@@ -89,7 +90,9 @@ void readDefaultAppearance(const std::string& text, QPDFObjectHandle fonts, Text
   while (reader.next(in)) {
     if (in.op == content::Op::font && in.operands.size() == 2 && in.operands[0].isName() &&
         in.operands[1].isNumber()) {
-      style.font = ofResourceName(content::nameValue(in.operands[0]), fonts);
+      const std::string name = content::nameValue(in.operands[0]);
+      style.font = ofResourceName(name, fonts);
+      if (fonts.isDictionary()) style.resource = fonts.getKey("/" + name);
       const double size = std::abs(in.operands[1].value);
       if (size > 0 && size <= 1000) style.size = size;
       continue;
@@ -150,19 +153,44 @@ void readDefaultStyle(const std::string& text, TextStyle& style) {
     style.font = standardFor((family.empty() ? style.font : family) + manner);
 }
 
-double advance(char c, const TextStyle& style) {
-  const std::string_view glyph =
-      font::encodingName(font::BaseEncoding::winAnsi, static_cast<std::uint8_t>(c));
-  return font::standardFontWidth(style.font, glyph).value_or(500) * style.size / 1000;
+std::u32string decoded(const std::string& utf8) {
+  std::u32string text;
+  bool error = false;
+  for (std::size_t at = 0; at < utf8.size();) {
+    const unsigned long c = QUtil::get_next_utf8_codepoint(utf8, at, error);
+    text += error ? U'?' : static_cast<char32_t>(c);
+  }
+  return text;
 }
 
-std::string literal(const std::string& text) {
-  std::string out = "(";
-  for (char c : text) {
-    if (c == '(' || c == ')' || c == '\\') out += '\\';
-    out += c;
+// WinAnsi of a character; nothing where it has none.
+std::optional<char> winAnsi(char32_t c) {
+  if (c < 0x80) return static_cast<char>(c);
+  std::string out;
+  if (!QUtil::utf8_to_win_ansi(QUtil::toUTF8(c), out, '?') || out.size() != 1) return std::nullopt;
+  return out[0];
+}
+
+bool controls(char32_t c) { return c < U' ' || c == 0x7f; }
+
+TextLine setCharacter(char32_t c, const TextStyle& style) {
+  if (!style.glyphs.empty()) {
+    auto glyph = style.glyphs.find(c);
+    if (glyph == style.glyphs.end()) glyph = style.glyphs.find(U'?');
+    if (glyph == style.glyphs.end()) return {"", 0};
+    return {glyph->second.code, glyph->second.width * style.size / 1000};
   }
-  return out + ")";
+  const char code = winAnsi(c).value_or('?');
+  const std::string_view name = font::encodingName(font::BaseEncoding::winAnsi, static_cast<std::uint8_t>(code));
+  return {std::string(1, code), font::standardFontWidth(style.font, name).value_or(500) * style.size / 1000};
+}
+
+// How many characters the font has not.
+std::size_t missing(const TextStyle& style, const std::u32string& text) {
+  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [&](char32_t c) {
+    if (controls(c)) return false;
+    return style.glyphs.empty() ? !winAnsi(c) : style.glyphs.count(c) == 0;
+  }));
 }
 
 }  // namespace
@@ -179,43 +207,87 @@ TextStyle textStyleOf(QPDFObjectHandle annotation, QPDFObjectHandle fonts) {
   return style;
 }
 
-double textWidth(const std::string& text, const TextStyle& style) {
-  double width = 0;
-  for (char c : text) width += advance(c, style);
-  return width;
+void chooseFont(TextStyle& style, const std::string& utf8) {
+  const std::u32string text = decoded(utf8.substr(0, kMostText));
+  const std::size_t lacking = missing(style, text);
+  if (lacking == 0 || !style.resource.isInitialized() || !style.resource.isIndirect()) return;
+  TextStyle own = style;
+  own.glyphs = typingGlyphs(style.resource, text + U"? ");
+  if (!own.glyphs.empty() && missing(own, text) < lacking) style.glyphs = std::move(own.glyphs);
 }
 
-std::vector<std::string> wrapText(const std::string& utf8, const TextStyle& style, double width) {
-  std::string text;
-  QUtil::utf8_to_win_ansi(utf8.substr(0, kMostText), text, '?');
-  std::vector<std::string> lines(1);
-  double used = 0;        // of the line so far
-  std::size_t blank = 0;  // behind the last blank of the line, where it may be broken
-  const auto broken = [&](std::string rest) {
-    lines.push_back(std::move(rest));
-    used = textWidth(lines.back(), style);
-    blank = 0;
+bool canShow(const TextStyle& style, const std::string& utf8) { return missing(style, decoded(utf8)) == 0; }
+
+std::vector<TextLine> characters(const std::string& utf8, const TextStyle& style) {
+  std::vector<TextLine> found;
+  for (const char32_t c : decoded(utf8.substr(0, kMostText))) {
+    if (!controls(c)) found.push_back(setCharacter(c, style));
+  }
+  return found;
+}
+
+double textWidth(const std::string& utf8, const TextStyle& style) {
+  double widest = 0, width = 0;
+  for (const char32_t c : decoded(utf8.substr(0, kMostText))) {
+    if (c == U'\r' || c == U'\n') width = 0;
+    if (!controls(c)) width += setCharacter(c, style).width;
+    widest = std::max(widest, width);
+  }
+  return widest;
+}
+
+std::vector<TextLine> wrapText(const std::string& utf8, const TextStyle& style, double width) {
+  const std::u32string text = decoded(utf8.substr(0, kMostText));
+  std::vector<TextLine> lines;
+  std::vector<std::pair<TextLine, bool>> line;  // characters so far, and whether they are blanks
+  const auto finish = [&](std::size_t count) {
+    TextLine whole;
+    for (std::size_t i = 0; i < count; ++i) {
+      whole.codes += line[i].first.codes;
+      whole.width += line[i].first.width;
+    }
+    lines.push_back(std::move(whole));
   };
+  double used = 0;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i] == '\t' ? ' ' : text[i];
-    if (c == '\r' || c == '\n') {
-      if (c == '\r' && i + 1 < text.size() && text[i + 1] == '\n') ++i;
-      broken("");
+    const char32_t c = text[i] == U'\t' ? U' ' : text[i];
+    if (c == U'\r' || c == U'\n') {
+      if (c == U'\r' && i + 1 < text.size() && text[i + 1] == U'\n') ++i;
+      finish(line.size());
+      line.clear();
+      used = 0;
       continue;
     }
-    if (static_cast<unsigned char>(c) < ' ') continue;
-    std::string& line = lines.back();
+    if (controls(c)) continue;
+    TextLine next = setCharacter(c, style);
     // Blanks hang over the edge.
-    if (c != ' ' && used + advance(c, style) > width && !line.empty()) {
-      std::string rest = blank > 0 ? line.substr(blank) : "";
-      if (blank > 0) line.erase(line.find_last_not_of(' ', blank - 1) + 1);
-      broken(std::move(rest));
+    if (c != U' ' && used + next.width > width && !line.empty()) {
+      std::size_t rest = line.size();  // where the new line begins
+      while (rest > 0 && !line[rest - 1].second) --rest;
+      std::size_t end = rest;
+      while (end > 0 && line[end - 1].second) --end;
+      if (rest == 0) rest = end = line.size();
+      finish(end);
+      line.erase(line.begin(), line.begin() + static_cast<long>(rest));
+      used = 0;
+      for (const auto& [character, blank] : line) used += character.width;
     }
-    lines.back() += c;
-    used += advance(c, style);
-    if (c == ' ') blank = lines.back().size();
+    used += next.width;
+    line.emplace_back(std::move(next), c == U' ');
   }
+  finish(line.size());
   return lines;
+}
+
+std::string shownString(const std::string& codes) {
+  const bool plain = std::all_of(codes.begin(), codes.end(), [](char c) { return static_cast<unsigned char>(c) >= ' '; });
+  if (!plain) return "<" + QUtil::hex_encode(codes) + ">";
+  std::string out = "(";
+  for (char c : codes) {
+    if (c == '(' || c == ')' || c == '\\') out += '\\';
+    out += c;
+  }
+  return out + ")";
 }
 
 std::string textInBox(const std::string& utf8, const TextStyle& style, double left, double bottom,
@@ -224,12 +296,12 @@ std::string textInBox(const std::string& utf8, const TextStyle& style, double le
   std::string out = "q " + number(left) + " " + number(bottom) + " " + number(width) + " " + number(height) +
                     " re W n\nBT\n/F " + number(style.size) + " Tf\n" + style.color;
   double x = 0, y = 0, baseline = bottom + height - kAscent * style.size;
-  for (const std::string& line : wrapText(utf8, style, width)) {
+  for (const TextLine& line : wrapText(utf8, style, width)) {
     if (baseline < bottom - style.size) break;  // the rest is below the box
-    const double room = width - textWidth(line, style);
+    const double room = width - line.width;
     const double start = left + (style.quadding == 1 ? room / 2 : style.quadding == 2 ? room : 0);
-    if (!line.empty()) {
-      out += number(start - x) + " " + number(baseline - y) + " Td " + literal(line) + " Tj\n";
+    if (!line.codes.empty()) {
+      out += number(start - x) + " " + number(baseline - y) + " Td " + shownString(line.codes) + " Tj\n";
       x = start;
       y = baseline;
     }
@@ -239,6 +311,7 @@ std::string textInBox(const std::string& utf8, const TextStyle& style, double le
 }
 
 std::string fontResource(const TextStyle& style) {
+  if (!style.glyphs.empty()) return "<< /F " + QPDFObjectHandle(style.resource).unparse() + " >>";
   return "<< /F << /Type /Font /Subtype /Type1 /BaseFont /" + style.font +
          " /Encoding /WinAnsiEncoding >> >>";
 }

@@ -46,6 +46,11 @@ TEST(WrapText, BreaksAtBlanksAndInLongWordsOnly) {
   style.font = "Courier";
   style.size = 10;  // 6 points a character
   using Lines = std::vector<std::string>;
+  const auto wrapText = [](const char* text, const TextStyle& given, double width) {
+    Lines lines;
+    for (const TextLine& line : optimizer::wrapText(text, given, width)) lines.push_back(line.codes);
+    return lines;
+  };
   EXPECT_EQ(wrapText("one two three", style, 48), (Lines{"one two", "three"}));
   EXPECT_EQ(wrapText("one two three", style, 1000), (Lines{"one two three"}));
   EXPECT_EQ(wrapText("abcdefgh", style, 18), (Lines{"abc", "def", "gh"}));

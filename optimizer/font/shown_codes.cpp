@@ -21,6 +21,33 @@ std::optional<font::BaseEncoding> baseEncoding(const std::string& name) {
   return std::nullopt;
 }
 
+// By a name, or an embedded CMap and those that it builds on: its dictionary and its program should name the same one, but
+// viewers look into either.
+bool addCidsOf(QPDFObjectHandle encoding, const std::set<std::uint32_t>& codes, std::set<std::uint32_t>& cids, int depth) {
+  const auto addNamed = [&](const std::string& name) {
+    if (name == "Identity-H" || name == "Identity-V") {
+      cids.insert(codes.begin(), codes.end());
+      return true;
+    }
+    return font::addPredefinedCids(name, codes, cids);
+  };
+  if (encoding.isName()) return addNamed(encoding.getName().substr(1));
+  if (!encoding.isStream() || depth > kLongestChain) return false;
+  const Result<Bytes> data = decodedStreamData(encoding);
+  if (!data.ok()) return false;
+  const std::optional<font::CmapText> cmap = font::readCmapText(*data);
+  // Some producers write bfchar where cidchar belongs, and viewers differ on what that shows.
+  if (!cmap || !cmap->unicode.empty() || !font::addCids(*cmap, codes, cids)) return false;
+  cids.insert(0);  // for codes that no range has
+  QPDFObjectHandle base = encoding.getDict().getKey("/UseCMap");
+  if (!base.isNull() && !addCidsOf(base, codes, cids, depth + 1)) return false;
+  const bool named = base.isName() && base.getName().substr(1) == cmap->base;
+  // A name in the program that the dictionary leads to as a stream is that stream's own.
+  return cmap->base.empty() || named || base.isStream() || addNamed(cmap->base);
+}
+
+}  // namespace
+
 font::SimpleEncoding simpleEncoding(QPDFObjectHandle entry) {
   font::SimpleEncoding encoding;
   if (entry.isNull()) return encoding;
@@ -48,33 +75,6 @@ font::SimpleEncoding simpleEncoding(QPDFObjectHandle entry) {
   }
   return encoding;
 }
-
-// By a name, or an embedded CMap and those that it builds on: its dictionary and its program should name the same one, but
-// viewers look into either.
-bool addCidsOf(QPDFObjectHandle encoding, const std::set<std::uint32_t>& codes, std::set<std::uint32_t>& cids, int depth) {
-  const auto addNamed = [&](const std::string& name) {
-    if (name == "Identity-H" || name == "Identity-V") {
-      cids.insert(codes.begin(), codes.end());
-      return true;
-    }
-    return font::addPredefinedCids(name, codes, cids);
-  };
-  if (encoding.isName()) return addNamed(encoding.getName().substr(1));
-  if (!encoding.isStream() || depth > kLongestChain) return false;
-  const Result<Bytes> data = decodedStreamData(encoding);
-  if (!data.ok()) return false;
-  const std::optional<font::CmapText> cmap = font::readCmapText(*data);
-  // Some producers write bfchar where cidchar belongs, and viewers differ on what that shows.
-  if (!cmap || !cmap->unicode.empty() || !font::addCids(*cmap, codes, cids)) return false;
-  cids.insert(0);  // for codes that no range has
-  QPDFObjectHandle base = encoding.getDict().getKey("/UseCMap");
-  if (!base.isNull() && !addCidsOf(base, codes, cids, depth + 1)) return false;
-  const bool named = base.isName() && base.getName().substr(1) == cmap->base;
-  // A name in the program that the dictionary leads to as a stream is that stream's own.
-  return cmap->base.empty() || named || base.isStream() || addNamed(cmap->base);
-}
-
-}  // namespace
 
 std::optional<font::ShownCodes> shownCodes(const FontUser& user, const DocumentUsage& usage) {
   if (!usage.complete) return std::nullopt;

@@ -13,4 +13,7 @@ namespace optimizer {
 // embedded nor predefined, an encoding that is not understood. A font that is never used shows no codes.
 std::optional<font::ShownCodes> shownCodes(const FontUser& user, const DocumentUsage& usage);
 
+// The Encoding entry of a simple font, which may be null.
+font::SimpleEncoding simpleEncoding(QPDFObjectHandle entry);
+
 }  // namespace optimizer

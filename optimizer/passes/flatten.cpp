@@ -13,6 +13,7 @@
 #include <qpdf/QPDFAcroFormDocumentHelper.hh>
 #include <qpdf/QPDFAnnotationObjectHelper.hh>
 #include <qpdf/QPDFFormFieldObjectHelper.hh>
+#include <qpdf/QUtil.hh>
 
 #include "optimizer/document/annotation_appearance.h"
 #include "optimizer/document/document.h"
@@ -37,6 +38,8 @@ class StackDepth : public QPDFObjectHandle::TokenFilter {
   }
   int depth = 0, lowest = 0;
 };
+
+constexpr int kMostCells = 1000;
 
 class Flattener {
  public:
@@ -76,7 +79,8 @@ class Flattener {
     }
   }
 
-  // What the generator below does not know: several lines, text that is not set from the left, backgrounds and borders.
+  // What the generator below does not know: several lines, combs, text that is not set from the left, backgrounds and
+  // borders, and letters outside Latin.
   bool setText(QPDFFormFieldObjectHelper& field, QPDFAnnotationObjectHelper& widget) {
     FieldText text;
     text.multiline = (field.getFlags() & ff_tx_multiline) != 0;
@@ -86,10 +90,15 @@ class Flattener {
     QPDFObjectHandle box = annotation.getKey("/MK");
     const bool boxed = box.isDictionary() && (box.hasKey("/BG") || box.hasKey("/BC")) &&
                        !widget.getAppearanceStream("/N").isStream();
-    if (!password && ((!text.multiline && text.quadding == 0 && !boxed) || (field.getFlags() & ff_tx_comb) != 0)) {
-      return false;
+    QPDFObjectHandle cells = field.getInheritableFieldValue("/MaxLen");
+    if ((field.getFlags() & (ff_tx_comb | ff_tx_multiline | ff_tx_password | ff_tx_file_select)) == ff_tx_comb &&
+        cells.isInteger() && cells.getIntValue() > 0 && cells.getIntValue() <= kMostCells) {
+      text.cells = cells.getIntValueAsInt();
     }
     text.value = field.getValueAsString();
+    std::string latin;
+    const bool plain = QUtil::utf8_to_win_ansi(text.value, latin, '?');
+    if (!password && !text.multiline && text.quadding == 0 && !boxed && text.cells == 0 && plain) return false;
     // Viewers show that something was typed as a password, and not what.
     if (password) text.value.assign(std::min<std::size_t>(text.value.size(), 64), '*');
     text.defaultAppearance = field.getDefaultAppearance();

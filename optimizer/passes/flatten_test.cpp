@@ -125,6 +125,10 @@ TEST(Flatten, SetsFieldTextAsItsFlagsSay) {
       {"/Q 1 /V (mid) /MK << /BG [ 1 1 0 ] /BC [ 0 ] >>", {"40.334 4.7 Td (mid) Tj", "1.000 1.000 0.000 rg"}, "(mid) Tj\n("},
       {"/Q 2 /V (right)", {"(right) Tj"}, "\n2 4.7 Td"},
       {"/Ff 8192 /V (secret)", {"(******) Tj"}, "(secret) Tj"},
+      // A comb of five cells, each 20 wide; "a" takes 6.672.
+      {"/Ff 16777216 /MaxLen 5 /V (aai)", {"6.664 4.700 Td (a) Tj\n20.000 0.000 Td (a) Tj\n22.004 0.000 Td (i) Tj"}, "(aai) Tj"},
+      {"/Ff 16777216 /MaxLen 5 /Q 2 /V (aa)", {"66.664 4.700 Td (a) Tj"}, "(aa) Tj"},
+      {"/Ff 16777216 /MaxLen 2 /V (aaa) /MK << /BC [ 0 ] >>", {"50.000 1.000 m 50.000 16.200 l\nS"}, "(aaa) Tj"},
   };
   for (const Case& c : cases) {
     PdfBuilder builder;
@@ -176,6 +180,45 @@ TEST(Flatten, DrawsButtonsThatHaveNoAppearance) {
     const std::string out = testing::written(*document);
     for (const char* shown : c.shown) EXPECT_NE(out.find(shown), std::string::npos) << shown << "\n" << out;
     for (const char* not_shown : c.notShown) EXPECT_EQ(out.find(not_shown), std::string::npos) << not_shown << "\n" << out;
+  }
+}
+
+// The font of the default appearance is taken where the standard one lacks a letter and it does not.
+TEST(Flatten, SetsOtherLettersInTheFontOfTheForm) {
+  struct Case {
+    const char* font;
+    const char* value;
+    const char* shown;  // null: not in this font
+  };
+  const char* const cyrillic = "/Subtype /Type1 /BaseFont /Own /FirstChar 200 /Widths [ 700 600 ] "
+                               "/Encoding << /BaseEncoding /WinAnsiEncoding /Differences [ 200 /afii10024 /afii10017 ] >>";
+  const char* const japanese =
+      "/Subtype /Type0 /BaseFont /Own /Encoding /UniJIS-UTF16-H /DescendantFonts [ << /Type /Font /Subtype /CIDFontType0 "
+      "/BaseFont /Own /CIDSystemInfo << /Registry (Adobe) /Ordering (Japan1) /Supplement 2 >> /W [ 633 [ 450 ] ] >> ]";
+  const Case cases[] = {
+      {cyrillic, "<FEFF0416041000610416>", "(\xc8\xc9" "a\xc8) Tj"},
+      {cyrillic, "<FEFF041603C0>", nullptr},
+      {japanese, "<FEFF65E5672C0041>", "<65e5672c0041> Tj"},
+      {japanese, "<FEFF05D0>", nullptr},  // from right to left
+  };
+  for (const Case& c : cases) {
+    PdfBuilder builder;
+    const int field = builder.addObject(std::string("<< /Subtype /Widget /FT /Tx /T (a) /DA (/Own 12 Tf 0 g) "
+                                                    "/Rect [0 0 100 20] /V ") + c.value + " >>");
+    const int note = builder.addObject(std::string("<< /Subtype /FreeText /DA (/Own 12 Tf 0 g) /Rect [0 40 200 60] "
+                                                   "/Contents ") + c.value + " >>");
+    const int font = builder.addObject(std::string("<< /Type /Font ") + c.font + " >>");
+    builder.addPage("", "<< >>", "/Annots [ " + ref(field) + " " + ref(note) + " ]");
+    builder.addToCatalog("/AcroForm << /Fields [ " + ref(field) + " ] /DR << /Font << /Own " + ref(font) + " >> >> >>");
+    const auto document = builder.open();
+    runPass(*document, makeFlattenPass(), flattening(flattenFormFields | flattenOtherAnnotations));
+    const std::string out = testing::written(*document);
+    std::size_t times = 0;
+    for (std::size_t at = 0; c.shown != nullptr && (at = out.find(c.shown, at)) != std::string::npos; ++at) ++times;
+    EXPECT_EQ(times, c.shown != nullptr ? 2u : 0u) << c.value << "\n" << out;
+    if (c.shown == nullptr) {
+      EXPECT_NE(out.find("?"), std::string::npos) << c.value;
+    }
   }
 }
 
