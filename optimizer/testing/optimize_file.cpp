@@ -6,6 +6,7 @@
 // The settings are those of the web profile, or with --custom the neutral ones; each --set switches one on
 // (see kSwitches). Exit status: 0 written, 1 refused (the message is on standard error), 2 wrong use.
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -99,12 +100,17 @@ int main(int argc, char** argv) {
 
   Pl_Flate::setCompressionLevel(9);
   optimizer::Report report;
+  const auto start = std::chrono::steady_clock::now();
+  const auto since = [&] { return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(); };
+  double opened = 0;
   const optimizer::Status status = optimizer::runOnLargeStack([&]() -> optimizer::Status {
     auto document = optimizer::Document::open(argv[i], password);
+    opened = since();
     if (!document.ok()) return document.error();
     return optimizer::optimizeToFile(**document, settings, argv[i + 1], options, report);
   });
   if (options.trace) {
+    std::fprintf(stderr, "%-30s %8.3f s\n%-30s %8.3f s\n", "opening", opened, "all, with saving", since());
     for (const optimizer::PassReport& pass : report.passes()) {
       for (const std::string& note : pass.notes)
         std::fprintf(stderr, "%s: %s\n", pass.name.c_str(), note.c_str());
