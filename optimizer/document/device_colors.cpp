@@ -11,7 +11,7 @@ void look(QPDFObjectHandle value, int depth, const std::function<void(QPDFObject
   if (!value.isDictionary() && !value.isArray()) return;
   visit(value);
   if (depth >= limits::kNesting) return;
-  forEachChild(value, [&](QPDFObjectHandle child) {
+  forEachChild(value, [&](QPDFObjectHandle& child) {
     if (!child.isIndirect()) look(child, depth + 1, visit);
   });
 }
@@ -46,7 +46,7 @@ void noteIntents(DeviceColors& colors, QPDFObjectHandle intents) {
 }  // namespace
 
 void forEachContainer(Document& document, const std::function<void(QPDFObjectHandle)>& visit) {
-  for (const QPDFObjectHandle& object : reachableObjects(document.pdf())) look(object, 0, visit);
+  for (const QPDFObjectHandle& object : document.reachable()) look(object, 0, visit);
 }
 
 DeviceColors deviceColorsOf(Document& document) {

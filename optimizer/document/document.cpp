@@ -15,6 +15,7 @@
 
 #include "optimizer/base/limits.h"
 #include "optimizer/document/page_tree.h"
+#include "optimizer/document/reachable.h"
 #include "optimizer/document/rebuild.h"
 
 namespace optimizer {
@@ -148,6 +149,15 @@ bool nestsTooDeep(QPDFObjectHandle fields, std::set<QPDFObjGen>& seen, int depth
 }
 
 }  // namespace
+
+std::vector<QPDFObjectHandle> Document::reachable() {
+  const std::size_t objects = pdf_->getObjectCount();
+  if (reachable_.empty() || objects != objectsWalked_) {
+    reachable_ = reachableObjects(*pdf_);
+    objectsWalked_ = objects;
+  }
+  return reachable_;
+}
 
 Status Document::read(std::FILE* stream, bool header) {
   try {

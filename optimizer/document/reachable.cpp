@@ -6,15 +6,6 @@
 
 namespace optimizer {
 
-void forEachChild(QPDFObjectHandle object, const std::function<void(QPDFObjectHandle)>& visit) {
-  if (object.isStream()) object = object.getDict();
-  if (object.isDictionary()) {
-    for (const auto& [key, value] : object.getDictAsMap()) visit(value);
-  } else if (object.isArray()) {
-    for (const QPDFObjectHandle& item : object.getArrayAsVector()) visit(item);
-  }
-}
-
 namespace {
 
 std::uint64_t numberOf(const QPDFObjectHandle& object) {
@@ -29,17 +20,17 @@ class Walk {
     look(trailer, 0);
     for (std::size_t next = 0; next < found_.size(); ++next) {
       const QPDFObjectHandle object = found_[next];
-      forEachChild(object, [this](QPDFObjectHandle child) { look(child, 0); });
+      forEachChild(object, [this](QPDFObjectHandle& child) { look(child, 0); });
     }
     return std::move(found_);
   }
 
  private:
-  void look(QPDFObjectHandle value, int depth) {
+  void look(QPDFObjectHandle& value, int depth) {
     if (value.isIndirect()) {
-      if (!value.isNull() && seen_.insert(numberOf(value)).second) found_.push_back(value);
+      if (seen_.insert(numberOf(value)).second && !value.isNull()) found_.push_back(value);
     } else if (depth < limits::kNesting && (value.isDictionary() || value.isArray())) {
-      forEachChild(value, [this, depth](QPDFObjectHandle child) { look(child, depth + 1); });
+      forEachChild(value, [this, depth](QPDFObjectHandle& child) { look(child, depth + 1); });
     }
   }
 

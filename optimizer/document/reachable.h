@@ -1,7 +1,8 @@
 // Which indirect objects a document really holds together.
 #pragma once
 
-#include <functional>
+#include <map>
+#include <string>
 #include <vector>
 
 #include <qpdf/QPDF.hh>
@@ -10,10 +11,21 @@
 namespace optimizer {
 
 // Every indirect object that the trailer leads to, each once, in the order of a breadth-first walk. May throw what qpdf
-// throws.
+// throws. Passes ask Document::reachable(), which remembers the walk.
 std::vector<QPDFObjectHandle> reachableObjects(QPDF& pdf);
 
-// Calls visit for each value directly inside a dictionary, array or stream dictionary; for others never.
-void forEachChild(QPDFObjectHandle object, const std::function<void(QPDFObjectHandle)>& visit);
+// Calls visit(QPDFObjectHandle&) for each value directly inside a dictionary, array or stream dictionary; for others
+// never. The handles are copies: visit may change the object itself.
+template <typename Visit>
+void forEachChild(QPDFObjectHandle object, const Visit& visit) {
+  if (object.isStream()) object = object.getDict();
+  if (object.isDictionary()) {
+    std::map<std::string, QPDFObjectHandle> entries = object.getDictAsMap();
+    for (auto& [key, value] : entries) visit(value);
+  } else if (object.isArray()) {
+    std::vector<QPDFObjectHandle> items = object.getArrayAsVector();
+    for (QPDFObjectHandle& item : items) visit(item);
+  }
+}
 
 }  // namespace optimizer

@@ -37,7 +37,7 @@ ProgramKind kindOf(QPDFObjectHandle stream, const std::string& key) {
 // Walks every dictionary once, direct ones inside others too, and notes what refers to what.
 class Collector {
  public:
-  explicit Collector(QPDF& pdf) : objects_(reachableObjects(pdf)) {}
+  explicit Collector(Document& document) : objects_(document.reachable()) {}
 
   std::vector<FontProgram> collect() {
     for (QPDFObjectHandle object : objects_) {
@@ -62,7 +62,7 @@ class Collector {
   void visit(QPDFObjectHandle object, int depth, bool indirect) {
     if (depth > limits::kNesting || object.isStream()) return;
     if (isDictionary(object)) inspect(object, indirect);
-    forEachChild(object, [&](QPDFObjectHandle child) {
+    forEachChild(object, [&](QPDFObjectHandle& child) {
       if (child.isIndirect()) {
         ++references_[keyOf(child)];
       } else {
@@ -160,7 +160,7 @@ class Collector {
 
 }  // namespace
 
-std::vector<FontProgram> fontPrograms(Document& document) { return Collector(document.pdf()).collect(); }
+std::vector<FontProgram> fontPrograms(Document& document) { return Collector(document).collect(); }
 
 bool hasWidthsByName(const FontUser& user) {
   QPDFObjectHandle holder = user.holder;

@@ -66,7 +66,7 @@ class ContentPass : public Pass {
  private:
   PassOutcome run(PassContext& context);
   void collectPages(PassContext& context);
-  void collectOthers(QPDF& pdf);
+  void collectOthers(Document& document);
   void addOther(QPDFObjectHandle stream, QPDFObjectHandle resources);
   bool read(Job& job);
   bool mayJoin(const Job& job);
@@ -79,7 +79,7 @@ class ContentPass : public Pass {
 
 PassOutcome ContentPass::run(PassContext& context) {
   collectPages(context);
-  collectOthers(context.document.pdf());
+  collectOthers(context.document);
 
   std::size_t rewritten = 0, before = 0, after = 0;
   for (std::size_t begin = 0; begin < jobs_.size();) {
@@ -145,8 +145,8 @@ void ContentPass::collectPages(PassContext& context) {
   }
 }
 
-void ContentPass::collectOthers(QPDF& pdf) {
-  for (QPDFObjectHandle& object : reachableObjects(pdf)) {
+void ContentPass::collectOthers(Document& document) {
+  for (QPDFObjectHandle& object : document.reachable()) {
     if (object.isStream()) {
       QPDFObjectHandle dictionary = object.getDict();
       const bool form = dictionary.getKey("/Subtype").isNameAndEquals("/Form") && !dictionary.hasKey("/PS") &&

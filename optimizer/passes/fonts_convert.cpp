@@ -68,6 +68,7 @@ class ConvertFontsPass : public Pass {
  public:
   std::string_view name() const override { return "fonts-convert"; }
   bool keepsUsage() const override { return true; }
+  bool keepsObjects() const override { return true; }
 
   Result<PassOutcome> process(PassContext& context) override {
     return withoutExceptions("fonts-convert", [&]() -> Result<PassOutcome> {

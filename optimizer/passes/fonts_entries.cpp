@@ -54,6 +54,7 @@ class FontEntriesPass : public Pass {
  public:
   std::string_view name() const override { return "fonts-entries"; }
   bool keepsUsage() const override { return true; }
+  bool keepsObjects() const override { return true; }
 
   Result<PassOutcome> process(PassContext& context) override {
     return withoutExceptions("fonts-entries", [&]() -> Result<PassOutcome> {
@@ -78,7 +79,7 @@ class FontEntriesPass : public Pass {
   using EntryKey = std::pair<QPDFObjGen, long long>;
 
   void collect(Document& document, const DocumentUsage& usage) {
-    for (QPDFObjectHandle object : reachableObjects(document.pdf())) {
+    for (QPDFObjectHandle object : document.reachable()) {
       if (!object.isDictionary()) continue;
       const std::string subtype = nameAt(object, "/Subtype");
       const bool simple =

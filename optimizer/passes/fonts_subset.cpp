@@ -135,6 +135,7 @@ class SubsetFontsPass : public Pass {
  public:
   std::string_view name() const override { return "fonts-subset"; }
   bool keepsUsage() const override { return true; }
+  bool keepsObjects() const override { return true; }
 
   Result<PassOutcome> process(PassContext& context) override {
     return withoutExceptions("fonts-subset", [&]() -> Result<PassOutcome> {

@@ -35,10 +35,10 @@ ByteView viewOf(const std::string& text) { return {reinterpret_cast<const std::u
 std::map<QPDFObjGen, Use> collect(Document& document, const DocumentUsage& usage) {
   std::map<QPDFObjGen, Use> uses;
   std::map<QPDFObjGen, int> fonts, references;
-  for (QPDFObjectHandle object : reachableObjects(document.pdf())) {
+  for (QPDFObjectHandle object : document.reachable()) {
     QPDFObjectHandle dictionary = object.isStream() ? object.getDict() : object;
     const std::function<void(QPDFObjectHandle, int)> count = [&](QPDFObjectHandle value, int depth) {
-      forEachChild(value, [&](QPDFObjectHandle child) {
+      forEachChild(value, [&](QPDFObjectHandle& child) {
         if (child.isIndirect()) {
           ++references[child.getObjGen()];
         } else if (depth < 100) {
@@ -94,6 +94,7 @@ class ToUnicodePass : public Pass {
  public:
   std::string_view name() const override { return "fonts-to-unicode"; }
   bool keepsUsage() const override { return true; }
+  bool keepsObjects() const override { return true; }
 
   Result<PassOutcome> process(PassContext& context) override {
     return withoutExceptions("fonts-to-unicode", [&]() -> Result<PassOutcome> {

@@ -36,7 +36,7 @@ std::uint64_t hashOf(std::string_view bytes) { return std::hash<std::string_view
 
 class Merger {
  public:
-  explicit Merger(Document& document) : document_(document), objects_(reachableObjects(document.pdf())) {
+  explicit Merger(Document& document) : document_(document), objects_(document.reachable()) {
     const Identity identity(document.pdf());
     for (Index i = 0; i < objects_.size(); ++i) {
       indexOf_[keyOf(objects_[i])] = i;
@@ -92,7 +92,7 @@ class Merger {
 
   void eachReference(QPDFObjectHandle object, int depth, const std::function<void(Index)>& visit) {
     if (depth > limits::kNesting) return;
-    forEachChild(object, [&](QPDFObjectHandle child) {
+    forEachChild(object, [&](QPDFObjectHandle& child) {
       if (child.isIndirect()) {
         const auto found = indexOf_.find(keyOf(child));
         if (found != indexOf_.end()) visit(found->second);

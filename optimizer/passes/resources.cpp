@@ -64,7 +64,7 @@ PassOutcome ResourcesPass::run(PassContext& context) {
     collect(context, usage);
     prune();
   }
-  for (QPDFObjectHandle& object : reachableObjects(context.document.pdf())) dropDefaults(object);
+  for (QPDFObjectHandle& object : context.document.reachable()) dropDefaults(object);
   if (dropped_ + defaults_ == 0) return PassOutcome::unchanged;
   context.report.note(std::to_string(dropped_) + " unused names, " + std::to_string(defaults_) + " default entries");
   return PassOutcome::changed;
@@ -74,7 +74,7 @@ void ResourcesPass::collect(PassContext& context, const DocumentUsage& usage) {
   static const std::set<std::string> nothing;
   std::set<QPDFObjGen> pages;
   for (const QPDFObjectHandle& page : context.document.pages()) pages.insert(QPDFObjectHandle(page).getObjGen());
-  for (QPDFObjectHandle& object : reachableObjects(context.document.pdf())) {
+  for (QPDFObjectHandle& object : context.document.reachable()) {
     QPDFObjectHandle dictionary = object.isStream() ? object.getDict() : object;
     if (!dictionary.isDictionary()) continue;
     // Fields of forms may be typed with anything that the form names.

@@ -212,11 +212,12 @@ void apply(Job& job) {
 class StreamsPass : public Pass {
  public:
   std::string_view name() const override { return "streams"; }
+  bool keepsObjects() const override { return true; }
 
   Result<PassOutcome> process(PassContext& context) override {
     std::vector<Job> batch;
     std::size_t held = 0;
-    for (QPDFObjectHandle& object : reachableObjects(context.document.pdf())) {
+    for (QPDFObjectHandle& object : context.document.reachable()) {
       if (!object.isStream() || context.document.isFinal(object.getObjGen())) continue;
       QPDFObjectHandle dictionary = object.getDict();
       if (dictionary.hasKey("/F")) continue;  // the bytes are in another file

@@ -1,5 +1,8 @@
 // Removes what the strip bits name, and nothing else (ISO 32000-1 clauses beside each).
+#include <functional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "optimizer/base/limits.h"
 #include "optimizer/document/document.h"
@@ -23,14 +26,14 @@ class Stripper {
 
   // 14.3.2: metadata streams, of the document and of any part of it.
   void metadata() {
-    everywhere([this](QPDFObjectHandle dictionary) {
+    everywhere([this](QPDFObjectHandle& dictionary) {
       if (dictionary.getKey("/Metadata").isStream()) remove(dictionary, "/Metadata");
     });
   }
 
   // 14.5: private data of the programs that wrote the document; LastModified is there for its sake.
   void pieceInfo() {
-    everywhere([this](QPDFObjectHandle dictionary) {
+    everywhere([this](QPDFObjectHandle& dictionary) {
       if (!dictionary.getKey("/PieceInfo").isDictionary()) return;
       remove(dictionary, "/PieceInfo");
       remove(dictionary, "/LastModified");
@@ -42,7 +45,7 @@ class Stripper {
     if (!root_.hasKey("/StructTreeRoot") && !root_.hasKey("/MarkInfo")) return;
     remove(root_, "/StructTreeRoot");
     remove(root_, "/MarkInfo");
-    everywhere([this](QPDFObjectHandle dictionary) {
+    everywhere([this](QPDFObjectHandle& dictionary) {
       remove(dictionary, "/StructParent");
       remove(dictionary, "/StructParents");
     });
@@ -63,14 +66,14 @@ class Stripper {
       remove(names, "/URLS");
     }
     fromPages("/ID");
-    everywhere([this](QPDFObjectHandle dictionary) {
+    everywhere([this](QPDFObjectHandle& dictionary) {
       if (dictionary.getKey("/Subtype").isNameAndEquals("/Image")) remove(dictionary, "/ID");
     });
   }
 
   // 8.9.5.4.
   void alternateImages() {
-    everywhere([this](QPDFObjectHandle dictionary) {
+    everywhere([this](QPDFObjectHandle& dictionary) {
       if (dictionary.getKey("/Subtype").isNameAndEquals("/Image")) remove(dictionary, "/Alternates");
     });
   }
@@ -81,10 +84,16 @@ class Stripper {
     fromPages("/OutputIntents");
   }
 
+  // What goes wherever it stands, in one walk; comes last.
+  void everywhereAtOnce() {
+    if (visits_.empty()) return;
+    for (QPDFObjectHandle object : document_.reachable()) visitDictionaries(object, 0);
+  }
+
   std::size_t removed() const { return removed_; }
 
  private:
-  void remove(QPDFObjectHandle dictionary, const char* key) {
+  void remove(QPDFObjectHandle& dictionary, const char* key) {
     if (!dictionary.hasKey(key)) return;
     dictionary.removeKey(key);
     ++removed_;
@@ -94,25 +103,24 @@ class Stripper {
     for (QPDFObjectHandle page : document_.pages()) remove(page, key);
   }
 
-  template <typename Visit>
-  void everywhere(const Visit& visit) {
-    for (QPDFObjectHandle object : reachableObjects(document_.pdf())) visitDictionaries(object, 0, visit);
-  }
+  void everywhere(std::function<void(QPDFObjectHandle&)> visit) { visits_.push_back(std::move(visit)); }
 
-  template <typename Visit>
-  void visitDictionaries(QPDFObjectHandle object, int depth, const Visit& visit) {
+  void visitDictionaries(QPDFObjectHandle object, int depth) {
     if (depth > limits::kNesting) return;
     if (object.isStream()) object = object.getDict();
-    if (object.isDictionary()) visit(object);
-    forEachChild(object, [&](QPDFObjectHandle child) {
+    if (object.isDictionary()) {
+      for (const auto& visit : visits_) visit(object);
+    }
+    forEachChild(object, [&](QPDFObjectHandle& child) {
       if (!child.isIndirect() && (child.isDictionary() || child.isArray())) {
-        visitDictionaries(child, depth + 1, visit);
+        visitDictionaries(child, depth + 1);
       }
     });
   }
 
   Document& document_;
   QPDFObjectHandle root_;
+  std::vector<std::function<void(QPDFObjectHandle&)>> visits_;
   std::size_t removed_ = 0;
 };
 
@@ -131,6 +139,7 @@ class StripPass : public Pass {
     if (strip & stripSpiderInfo) stripper.spiderInfo();
     if (strip & stripAlternateImages) stripper.alternateImages();
     if (strip & stripOutputIntents) stripper.outputIntents();
+    stripper.everywhereAtOnce();
     if (stripper.removed() == 0) return PassOutcome::unchanged;
     context.report.note(std::to_string(stripper.removed()) + " entries removed");
     return PassOutcome::changed;

@@ -35,6 +35,7 @@ Status runPasses(PassContext& context, const PassTrace& trace) {
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
     if (!outcome.ok()) return outcome.error();
     if (*outcome == PassOutcome::changed && !pass->keepsUsage()) context.usage.reset();
+    if (*outcome == PassOutcome::changed && !pass->keepsObjects()) context.document.forgetReachable();
     context.report.end(*outcome == PassOutcome::changed, seconds.count());
     if (trace) trace(entry.name, *outcome, seconds.count());
     if (kValidate && *outcome == PassOutcome::changed) {
