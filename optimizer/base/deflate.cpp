@@ -10,10 +10,6 @@
 namespace optimizer {
 namespace {
 
-// The level below the strongest takes three quarters of its time and, on content and fonts, a thousandth more
-// bytes.
-constexpr int kStrongDeflate = kStrongestDeflate - 1;
-
 struct FreeCompressor {
   void operator()(libdeflate_compressor* compressor) const { libdeflate_free_compressor(compressor); }
 };
@@ -47,12 +43,12 @@ Bytes deflate(ByteView data, int level) {
   return out;
 }
 
-Bytes deflateBelow(ByteView data, std::size_t bytes) {
+Bytes deflateBelow(ByteView data, std::size_t bytes, int level) {
   if (bytes <= 1) return {};
   // The compressor gives up as soon as the room is used up.
   Bytes out(std::min(bytes - 1, libdeflate_zlib_compress_bound(nullptr, data.size())));
-  out.resize(libdeflate_zlib_compress(compressorOfThread(kStrongDeflate), data.data(), data.size(),
-                                      out.data(), out.size()));
+  out.resize(libdeflate_zlib_compress(compressorOfThread(level), data.data(), data.size(), out.data(),
+                                      out.size()));
   return out;
 }
 

@@ -13,9 +13,8 @@ inline constexpr int kStrongestDeflate = 12;
 // level: 1 fastest to 12 strongest. Safe to call from several threads.
 Bytes deflate(ByteView data, int level = kStrongestDeflate);
 
-// A strong coding of data if it is below `bytes`, else nothing (an empty vector): saves the work where a
-// cheap look says that it cannot get there.
-Bytes deflateBelow(ByteView data, std::size_t bytes);
+// The coding of data if it is below `bytes`, else nothing (an empty vector).
+Bytes deflateBelow(ByteView data, std::size_t bytes, int level);
 
 // Bytes after the end of the zlib stream are ignored, as PDF readers do. Errors: damaged (the stream is
 // broken or its checksum is wrong), limit (more than `limit` bytes).

@@ -167,7 +167,7 @@ Bytes rowsWith(const PackedSamples& image, std::size_t pixel, int choice) {
 }
 
 // The strongest levels take seconds for each megabyte and gain a hundredth or two.
-int effortFor(std::size_t bytes) {
+int mostEffortFor(std::size_t bytes) {
   return bytes <= (std::size_t{64} << 10)    ? kStrongestDeflate
          : bytes <= (std::size_t{768} << 10) ? kStrongestDeflate - 1
          : bytes <= (std::size_t{4} << 20)   ? 10
@@ -262,7 +262,7 @@ EncodedImage encodeFlate(const PackedSamples& image, const FlateDraft& draft, in
   result.height = image.height;
   result.bitsPerComponent = image.bits;
   result.kind = image.kind;
-  if (effort <= 0) effort = effortFor(image.samples.size());
+  effort = std::min(effort, mostEffortFor(image.samples.size()));
   if (draft.filter < 0) {
     result.data = deflate(image.samples, effort);
     return result;

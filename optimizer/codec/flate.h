@@ -43,10 +43,10 @@ struct FlateDraft {
 FlateDraft draftFlate(const PackedSamples& image);
 
 // Lossless: the smallest of no predictor (-1), each PNG filter on all rows (0 to 4), and the filter of least
-// magnitude row by row (5), as the draft found it. effort: 1 to 12, where 12 is the smallest and slowest; 0
-// lets the size of the image choose, so that no single image costs seconds.
-EncodedImage encodeFlate(const PackedSamples& image, const FlateDraft& draft, int effort = 0);
-EncodedImage encodeFlate(const PackedSamples& image, int effort = 0);
+// magnitude row by row (5), as the draft found it. effort: 1 to 12, where 12 is the smallest and slowest;
+// large images get less, so that no single one costs seconds.
+EncodedImage encodeFlate(const PackedSamples& image, const FlateDraft& draft, int effort = 12);
+EncodedImage encodeFlate(const PackedSamples& image, int effort = 12);
 
 // 8-bit and 1-bit pixels as they are.
 PackedSamples packedOf(const Pixels& pixels);

@@ -33,11 +33,6 @@ PackedSamples packIndexes(const Pixels& indexes, unsigned bits) {
   return packed;
 }
 
-RecodedImage finished(Candidate candidate) {
-  candidate.finish();
-  return {std::move(candidate.image), candidate.sameSamples, false};
-}
-
 }  // namespace
 
 std::size_t Candidate::estimate() const {
@@ -46,9 +41,9 @@ std::size_t Candidate::estimate() const {
   return data + image.cost();
 }
 
-void Candidate::finish() {
+void Candidate::finish(int effort) {
   if (!draft) return;
-  EncodedImage coded = encodeFlate(samples, *draft);
+  EncodedImage coded = encodeFlate(samples, *draft, effort);
   image.data = std::move(coded.data);
   image.decodeParms = std::move(coded.decodeParms);
   draft.reset();
@@ -129,6 +124,11 @@ std::size_t Choice::losslessSize() const {
 std::size_t Choice::lossyBudget(double advantage) const {
   const auto least = static_cast<std::size_t>(advantage * static_cast<double>(losslessSize()));
   return lossy_ ? std::min(least, lossy_->estimate()) : least;
+}
+
+RecodedImage Choice::finished(Candidate candidate) const {
+  candidate.finish(effort_);
+  return {std::move(candidate.image), candidate.sameSamples, false};
 }
 
 std::optional<RecodedImage> Choice::take(double advantage) {

@@ -19,7 +19,7 @@ struct Candidate {
   bool sameSamples = false;  // see RecodedImage
 
   std::size_t estimate() const;
-  void finish();  // codes a draft in earnest
+  void finish(int effort);  // codes a draft in earnest; effort: see encodeFlate
 };
 
 // Candidates without loss. All are drafts of Flate.
@@ -39,8 +39,8 @@ Bytes sortedPalette(const Bytes& palette, unsigned channels);
 // Compares candidates as they come.
 class Choice {
  public:
-  // stored: what the image takes now.
-  explicit Choice(std::size_t stored) : stored_(stored) {}
+  // stored: what the image takes now. effort: for drafts that win, see encodeFlate.
+  Choice(std::size_t stored, int effort) : stored_(stored), effort_(effort) {}
 
   // Ties go to the earlier one: callers offer the simpler coding first.
   void offer(Candidate candidate);
@@ -56,7 +56,10 @@ class Choice {
   std::optional<RecodedImage> take(double advantage);
 
  private:
+  RecodedImage finished(Candidate candidate) const;
+
   std::size_t stored_;
+  int effort_;
   std::optional<Candidate> lossless_, lossy_;
 };
 

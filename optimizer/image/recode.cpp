@@ -134,7 +134,7 @@ void fillHiddenFlat(Pixels& pixels, const Pixels& alpha) {
 class Recoding {
  public:
   Recoding(const ImageJob& job, const Settings& settings)
-      : job_(job), settings_(settings), rules_(job.source, settings), choice_(sizeToBeat()) {}
+      : job_(job), settings_(settings), rules_(job.source, settings), choice_(sizeToBeat(), settings.deflateLevel()) {}
 
   std::optional<RecodedImage> run();
 

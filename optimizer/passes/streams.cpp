@@ -123,17 +123,17 @@ std::size_t cost(const std::vector<Filter>& filters) {
 // What the decode parameters of a table of differences take in the dictionary, about.
 constexpr std::size_t kTableParms = 50;
 
-void tryDifferences(Job& job, ByteView plain, std::size_t best, std::size_t wrapped) {
+void tryDifferences(Job& job, ByteView plain, std::size_t best, std::size_t wrapped, int level) {
   const std::uint32_t columns = tableColumns(job.tableStep, plain.size());
   if (columns == 0 || best <= wrapped + kTableParms) return;
-  Bytes deflated = deflateBelow(tableDifferences(job.tableStep, plain), best - wrapped - kTableParms);
+  Bytes deflated = deflateBelow(tableDifferences(job.tableStep, plain), best - wrapped - kTableParms, level);
   if (deflated.empty()) return;
   job.better = std::move(deflated);
   job.deflated = true;
   job.columns = columns;
 }
 
-void recode(Job& job) {
+void recode(Job& job, int level) {
   Bytes plain;
   ByteView bytes = job.coded;
   std::size_t undone = 0;
@@ -164,14 +164,14 @@ void recode(Job& job) {
   }
   // Image codecs leave nothing to Deflate but headers and padding; where there was none around them, none is tried.
   if ((undone > 0 || rest.empty()) && best > wrapped) {
-    Bytes deflated = deflateBelow(bytes, best - wrapped);
+    Bytes deflated = deflateBelow(bytes, best - wrapped, level);
     if (!deflated.empty()) {
       best = deflated.size() + wrapped;
       job.better = std::move(deflated);
       job.deflated = true;
     }
   }
-  if (rest.empty() && !predictorKept) tryDifferences(job, bytes, best, wrapped);
+  if (rest.empty() && !predictorKept) tryDifferences(job, bytes, best, wrapped, level);
   job.undone = undone;
   job.predictorKept = predictorKept;
 }
@@ -254,7 +254,7 @@ class StreamsPass : public Pass {
         batch.size(),
         [&](std::size_t i) {
           try {
-            recode(batch[i]);
+            recode(batch[i], context.settings.deflateLevel());
           } catch (const std::bad_alloc&) {
             batch[i].better.reset();
             outOfMemory = true;
