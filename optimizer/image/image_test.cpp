@@ -166,11 +166,11 @@ TEST(Palette, HoldsEveryPixel) {
 TEST(Palette, QuantizesToTheColoursAskedFor) {
   const Pixels pixels = photo(90, 60);
   for (std::size_t colors : {2u, 16u, 256u}) {
-    const QuantizedImage quantized = quantize(pixels, colors);
+    const QuantizedImage quantized = Quantizer(pixels).reduceTo(colors);
     EXPECT_LE(quantized.palette.size(), colors * 3);
     for (std::uint8_t index : quantized.indexes.samples()) ASSERT_LT(index, quantized.palette.size() / 3);
   }
-  EXPECT_EQ(quantize(bars(80, 80), 256).palette.size(), measureImage(bars(80, 80)).palette->size());
+  EXPECT_EQ(Quantizer(bars(80, 80)).reduceTo(256).palette.size(), measureImage(bars(80, 80)).palette->size());
 }
 
 TEST(Levels, FitTheFewestBits) {

@@ -1,41 +1,105 @@
 #include "optimizer/image/quantize.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
-#include <unordered_map>
-#include <vector>
+
+#include "optimizer/base/vectorised.h"
 
 namespace optimizer {
 namespace {
 
-// One colour that occurs, with its number of pixels.
-struct Entry {
-  std::array<std::uint8_t, 3> color{};
-  std::uint64_t count = 0;
-};
+// Photographs have hundreds of thousands of colours; five or six bits of each are enough to place the
+// palette.
+constexpr std::size_t manyColors = 8192;
+constexpr std::uint32_t upperBits = 0xF8FCF8;
+constexpr int refinements = 3;
 
-using Center = std::array<double, 3>;
+std::uint32_t keyAt(const Pixels& pixels, std::size_t i) {
+  const std::uint8_t* sample = pixels.samples().data() + i * pixels.channels();
+  return pixels.channels() == 1
+             ? sample[0] * std::uint32_t{0x010101}
+             : std::uint32_t{sample[0]} << 16 | std::uint32_t{sample[1]} << 8 | sample[2];
+}
 
-struct Box {
+std::array<std::uint8_t, 3> colorOf(std::uint32_t key) {
+  return {static_cast<std::uint8_t>(key >> 16), static_cast<std::uint8_t>(key >> 8),
+          static_cast<std::uint8_t>(key)};
+}
+
+}  // namespace
+
+std::size_t ColorTable::placeOf(std::uint32_t color) const {
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t place = (color * std::uint32_t{2654435761}) >> 7 & mask;
+  while (slots_[place] != kFree && colors_[slots_[place]] != color) place = (place + 1) & mask;
+  return place;
+}
+
+std::uint32_t ColorTable::add(std::uint32_t color) {
+  if (colors_.size() * 2 >= slots_.size()) {
+    slots_.assign(std::max<std::size_t>(1024, slots_.size() * 4), kFree);
+    for (std::uint32_t i = 0; i < colors_.size(); ++i) slots_[placeOf(colors_[i])] = i;
+  }
+  std::uint32_t& slot = slots_[placeOf(color)];
+  if (slot == kFree) {
+    slot = static_cast<std::uint32_t>(colors_.size());
+    colors_.push_back(color);
+  }
+  return slot;
+}
+
+std::uint32_t ColorTable::find(std::uint32_t color) const { return slots_[placeOf(color)]; }
+
+struct Quantizer::Box {
   std::size_t begin = 0, end = 0;
   double error = 0;  // weighted squared distance from the mean, along the widest axis
-  int axis = 0;
+  std::size_t axis = 0;
 };
 
-void measure(const std::vector<Entry>& entries, Box& box) {
-  box.error = 0;
-  for (int axis = 0; axis < 3; ++axis) {
-    double sum = 0, squares = 0, count = 0;
-    for (std::size_t i = box.begin; i < box.end; ++i) {
-      // Few pixels of a rare colour still matter to the eye: weigh by the root of the count.
-      const double weight = static_cast<double>(entries[i].count),
-                   value = entries[i].color[static_cast<std::size_t>(axis)];
-      sum += weight * value;
-      squares += weight * value * value;
-      count += weight;
+// The palette as it forms.
+struct Quantizer::Centers {
+  std::array<std::array<std::int32_t, 256>, 3> at{};
+  std::size_t count = 0;
+
+  void set(std::size_t i, const std::array<double, 3>& mean) {
+    for (std::size_t c = 0; c < 3; ++c) at[c][i] = static_cast<std::int32_t>(mean[c] + 0.5);
+  }
+  std::size_t nearest(const Color& color) const;
+};
+
+std::size_t Quantizer::Centers::nearest(const Color& color) const {
+  std::uint32_t best = ~std::uint32_t{0};
+  vectorised([&]() OPTIMIZER_LOOP {
+    const std::int32_t red = color[0], green = color[1], blue = color[2];
+    const std::int32_t *reds = at[0].data(), *greens = at[1].data(), *blues = at[2].data();
+    const std::size_t n = count;
+    std::uint32_t least = ~std::uint32_t{0};
+    for (std::size_t i = 0; i < n; ++i) {
+      const std::int32_t r = reds[i] - red, g = greens[i] - green, b = blues[i] - blue;
+      // Green carries most of the brightness, blue least. A distance stays below 2^24, which leaves room for the
+      // number: one minimum finds both.
+      const auto distance = static_cast<std::uint32_t>(40 * r * r + 69 * g * g + 21 * b * b);
+      least = std::min(least, distance << 8 | static_cast<std::uint32_t>(i));
     }
-    const double error = squares - sum * sum / count;
+    best = least;
+  });
+  return best & 255;
+}
+
+void Quantizer::measure(const std::vector<Entry>& entries, Box& box) {
+  box.error = 0;
+  std::array<double, 3> sums{}, squares{};
+  double count = 0;
+  for (std::size_t i = box.begin; i < box.end; ++i) {
+    const auto weight = static_cast<double>(entries[i].count);
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      const double value = entries[i].color[axis];
+      sums[axis] += weight * value;
+      squares[axis] += weight * value * value;
+    }
+    count += weight;
+  }
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    const double error = squares[axis] - sums[axis] * sums[axis] / count;
     if (error > box.error) {
       box.error = error;
       box.axis = axis;
@@ -43,19 +107,16 @@ void measure(const std::vector<Entry>& entries, Box& box) {
   }
 }
 
-std::vector<Center> medianCut(std::vector<Entry>& entries, std::size_t colors) {
+Quantizer::Centers Quantizer::medianCut(std::vector<Entry> entries, std::size_t colors) {
   std::vector<Box> boxes{{0, entries.size(), 0, 0}};
   measure(entries, boxes[0]);
   while (boxes.size() < colors) {
     const auto widest = std::max_element(boxes.begin(), boxes.end(),
                                          [](const Box& a, const Box& b) { return a.error < b.error; });
     if (widest->error <= 0 || widest->end - widest->begin < 2) break;
-    const auto axis = static_cast<std::size_t>(widest->axis);
+    const std::size_t axis = widest->axis;
     const auto first = entries.begin() + static_cast<std::ptrdiff_t>(widest->begin);
     const auto last = entries.begin() + static_cast<std::ptrdiff_t>(widest->end);
-    std::sort(first, last, [axis](const Entry& a, const Entry& b) {
-      return a.color[axis] != b.color[axis] ? a.color[axis] < b.color[axis] : a.color < b.color;
-    });
     // Cut at the mean: it separates the groups better than the middle of the counts.
     double sum = 0, count = 0;
     for (auto it = first; it != last; ++it) {
@@ -63,137 +124,100 @@ std::vector<Center> medianCut(std::vector<Entry>& entries, std::size_t colors) {
       count += static_cast<double>(it->count);
     }
     const double mean = sum / count;
-    std::size_t cut = widest->begin + 1;
-    while (cut + 1 < widest->end && entries[cut].color[axis] < mean) ++cut;
-    Box right{cut, widest->end, 0, 0};
-    widest->end = cut;
+    const auto middle = std::partition(first, last, [&](const Entry& e) { return e.color[axis] < mean; });
+    if (middle == first || middle == last) break;
+    Box right{static_cast<std::size_t>(middle - entries.begin()), widest->end, 0, 0};
+    widest->end = right.begin;
     measure(entries, *widest);
     measure(entries, right);
     boxes.push_back(right);
   }
-  std::vector<Center> centers;
+  Centers centers;
   for (const Box& box : boxes) {
-    Center center{};
+    std::array<double, 3> mean{};
     double count = 0;
     for (std::size_t i = box.begin; i < box.end; ++i) {
       for (std::size_t c = 0; c < 3; ++c)
-        center[c] += static_cast<double>(entries[i].count) * entries[i].color[c];
+        mean[c] += static_cast<double>(entries[i].count) * entries[i].color[c];
       count += static_cast<double>(entries[i].count);
     }
-    for (double& value : center) value /= count;
-    centers.push_back(center);
+    for (double& value : mean) value /= count;
+    centers.set(centers.count++, mean);
   }
   return centers;
 }
 
-std::size_t nearest(const std::vector<Center>& centers, const std::array<std::uint8_t, 3>& color) {
-  // Green carries most of the brightness, blue least.
-  constexpr std::array<double, 3> weights = {0.30, 0.59, 0.11};
-  std::size_t best = 0;
-  double least = 1e18;
-  for (std::size_t i = 0; i < centers.size(); ++i) {
-    double distance = 0;
-    for (std::size_t c = 0; c < 3; ++c) {
-      const double difference = centers[i][c] - color[c];
-      distance += (weights[c] + 0.1) * difference * difference;
-    }
-    if (distance < least) {
-      least = distance;
-      best = i;
-    }
+void Quantizer::refine(Centers& centers) const {
+  std::vector<std::array<double, 3>> sums(centers.count);
+  std::vector<double> weights(centers.count);
+  for (const Entry& entry : entries_) {
+    const std::size_t at = centers.nearest(entry.color);
+    for (std::size_t c = 0; c < 3; ++c) sums[at][c] += static_cast<double>(entry.count) * entry.color[c];
+    weights[at] += static_cast<double>(entry.count);
   }
-  return best;
+  for (std::size_t i = 0; i < centers.count; ++i) {
+    if (weights[i] == 0) continue;
+    for (double& sum : sums[i]) sum /= weights[i];
+    centers.set(i, sums[i]);
+  }
 }
 
-}  // namespace
-
-QuantizedImage quantize(const Pixels& pixels, std::size_t colors) {
-  const unsigned channels = pixels.channels();
-  const auto colorAt = [&](std::size_t i) {
-    const std::uint8_t* sample = pixels.samples().data() + i * channels;
-    return channels == 1 ? std::array<std::uint8_t, 3>{sample[0], sample[0], sample[0]}
-                         : std::array<std::uint8_t, 3>{sample[0], sample[1], sample[2]};
-  };
-  const auto keyOf = [](const std::array<std::uint8_t, 3>& color) {
-    return std::uint32_t{color[0]} << 16 | std::uint32_t{color[1]} << 8 | color[2];
-  };
-  // Photographs have hundreds of thousands of colours; five or six bits of each are enough to place the
-  // palette.
-  std::unordered_map<std::uint32_t, std::uint64_t> exact;
-  std::uint64_t run = 0;
-  std::uint32_t runKey = 0;
+Quantizer::Quantizer(const Pixels& pixels) : pixels_(pixels) {
+  std::vector<std::uint64_t> counts;
+  std::uint32_t last = 0, number = 0;
   for (std::size_t i = 0; i < pixels.pixelCount(); ++i) {
-    const std::uint32_t key = keyOf(colorAt(i));
-    if (key != runKey && run > 0) {
-      exact[runKey] += run;
-      run = 0;
+    const std::uint32_t key = keyAt(pixels, i);
+    if (i == 0 || key != last) {
+      number = exact_.add(key);
+      if (number == counts.size()) counts.push_back(0);
+      last = key;
     }
-    runKey = key;
-    ++run;
+    ++counts[number];
   }
-  exact[runKey] += run;
-  constexpr std::size_t manyColors = 8192;
-  const std::uint32_t mask = exact.size() > manyColors ? 0xF8FCF8u : 0xFFFFFFu;
-  std::unordered_map<std::uint32_t, std::uint64_t> counts;
-  for (const auto& [key, count] : exact) counts[key & mask] += count;
-  std::vector<Entry> entries;
-  entries.reserve(counts.size());
-  for (const auto& [key, count] : counts) {
-    entries.push_back({{static_cast<std::uint8_t>(key >> 16), static_cast<std::uint8_t>(key >> 8),
-                        static_cast<std::uint8_t>(key)},
-                       count});
+  const std::uint32_t mask = counts.size() > manyColors ? upperBits : 0xFFFFFF;
+  ColorTable merged;
+  for (std::size_t i = 0; i < counts.size(); ++i) {
+    const std::uint32_t at = merged.add(exact_.colors()[i] & mask);
+    if (at == entries_.size()) entries_.push_back({colorOf(merged.colors()[at]), 0});
+    entries_[at].count += counts[i];
   }
-  std::sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) { return a.color < b.color; });
-  std::vector<Center> centers = medianCut(entries, std::clamp<std::size_t>(colors, 2, 256));
+}
 
-  constexpr int rounds = 3;
-  for (int round = 0; round < rounds; ++round) {
-    std::vector<Center> sums(centers.size());
-    std::vector<double> weights(centers.size());
-    for (const Entry& entry : entries) {
-      const std::size_t at = nearest(centers, entry.color);
-      for (std::size_t c = 0; c < 3; ++c) sums[at][c] += static_cast<double>(entry.count) * entry.color[c];
-      weights[at] += static_cast<double>(entry.count);
-    }
-    for (std::size_t i = 0; i < centers.size(); ++i) {
-      if (weights[i] == 0) continue;
-      for (std::size_t c = 0; c < 3; ++c) centers[i][c] = sums[i][c] / weights[i];
-    }
+QuantizedImage Quantizer::reduceTo(std::size_t colors) const {
+  Centers centers = medianCut(entries_, std::clamp<std::size_t>(colors, 2, 256));
+  for (int round = 0; round < refinements; ++round) refine(centers);
+
+  // Dark first, so that neighbouring indexes are neighbouring shades.
+  std::vector<Color> table;
+  for (std::size_t i = 0; i < centers.count; ++i) {
+    table.push_back({static_cast<std::uint8_t>(centers.at[0][i]), static_cast<std::uint8_t>(centers.at[1][i]),
+                     static_cast<std::uint8_t>(centers.at[2][i])});
   }
-  // Round the palette; dark first, so that neighbouring indexes are neighbouring shades.
-  std::vector<std::array<std::uint8_t, 3>> table;
-  for (const Center& center : centers) {
-    std::array<std::uint8_t, 3> color{};
-    for (std::size_t c = 0; c < 3; ++c)
-      color[c] = static_cast<std::uint8_t>(std::clamp(center[c] + 0.5, 0.0, 255.0));
-    table.push_back(color);
-  }
-  std::sort(table.begin(), table.end(), [](const auto& a, const auto& b) {
+  std::sort(table.begin(), table.end(), [](const Color& a, const Color& b) {
     const int x = 30 * a[0] + 59 * a[1] + 11 * a[2], y = 30 * b[0] + 59 * b[1] + 11 * b[2];
     return x != y ? x < y : a < b;
   });
   table.erase(std::unique(table.begin(), table.end()), table.end());
+  centers.count = table.size();
   for (std::size_t i = 0; i < table.size(); ++i)
-    centers[i] = {double(table[i][0]), double(table[i][1]), double(table[i][2])};
-  centers.resize(table.size());
+    for (std::size_t c = 0; c < 3; ++c) centers.at[c][i] = table[i][c];
 
-  QuantizedImage result{Pixels(pixels.width(), pixels.height(), 1, ColorKind::indexed), {}};
-  std::unordered_map<std::uint32_t, std::uint8_t> known;
-  std::uint32_t lastKey = ~std::uint32_t{0};
-  std::uint8_t last = 0;
-  for (std::size_t i = 0; i < pixels.pixelCount(); ++i) {
-    const auto color = colorAt(i);
-    const std::uint32_t key = keyOf(color);
-    if (key != lastKey) {
-      const auto [at, fresh] = known.try_emplace(key, 0);
-      if (fresh) at->second = static_cast<std::uint8_t>(nearest(centers, color));
-      last = at->second;
-      lastKey = key;
+  Bytes indexOf(exact_.colors().size());
+  for (std::size_t i = 0; i < indexOf.size(); ++i)
+    indexOf[i] = static_cast<std::uint8_t>(centers.nearest(colorOf(exact_.colors()[i])));
+  QuantizedImage result{Pixels(pixels_.width(), pixels_.height(), 1, ColorKind::indexed), {}};
+  std::uint32_t last = 0;
+  std::uint8_t index = 0;
+  for (std::size_t i = 0; i < pixels_.pixelCount(); ++i) {
+    const std::uint32_t key = keyAt(pixels_, i);
+    if (i == 0 || key != last) {
+      index = indexOf[exact_.find(key)];
+      last = key;
     }
-    result.indexes.samples()[i] = last;
+    result.indexes.samples()[i] = index;
   }
-  for (const auto& color : table) {
-    result.palette.insert(result.palette.end(), color.begin(), color.begin() + channels);
+  for (const Color& color : table) {
+    result.palette.insert(result.palette.end(), color.begin(), color.begin() + pixels_.channels());
   }
   return result;
 }

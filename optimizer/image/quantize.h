@@ -2,19 +2,63 @@
 // edges.
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
+#include <vector>
 
 #include "optimizer/image/pixels.h"
 
 namespace optimizer {
+
+// The different colours of a picture, numbered as they come.
+class ColorTable {
+ public:
+  // The number of a colour, 0xRRGGBB; a new one where it is not known yet.
+  std::uint32_t add(std::uint32_t color);
+  // Of a colour that is known.
+  std::uint32_t find(std::uint32_t color) const;
+  const std::vector<std::uint32_t>& colors() const { return colors_; }
+
+ private:
+  static constexpr std::uint32_t kFree = ~std::uint32_t{0};
+  std::size_t placeOf(std::uint32_t color) const;
+
+  std::vector<std::uint32_t> colors_;
+  std::vector<std::uint32_t> slots_;  // numbers, at their colour's hash or the next free place
+};
 
 struct QuantizedImage {
   Pixels indexes;  // kind indexed
   Bytes palette;   // channels bytes a colour
 };
 
-// At most `colors` (2 to 256) colours, chosen by median cut over the colours that occur and refined by
-// k-means; each pixel takes the nearest, without dithering. Grey or RGB, 8 bits. Deterministic.
-QuantizedImage quantize(const Pixels& pixels, std::size_t colors);
+// The colours of a picture, counted once for palettes of any size. Grey or RGB, 8 bits. It refers to the
+// picture.
+class Quantizer {
+ public:
+  explicit Quantizer(const Pixels& pixels);
+
+  // At most `colors` (2 to 256) colours, chosen by median cut over the colours that occur and refined by
+  // k-means; each pixel takes the nearest, without dithering. Deterministic.
+  QuantizedImage reduceTo(std::size_t colors) const;
+
+ private:
+  using Color = std::array<std::uint8_t, 3>;
+  // Colours that occur or, where they are many, that stand for those that share their upper bits.
+  struct Entry {
+    Color color{};
+    std::uint64_t count = 0;
+  };
+  struct Box;
+  struct Centers;
+  static void measure(const std::vector<Entry>& entries, Box& box);
+  static Centers medianCut(std::vector<Entry> entries, std::size_t colors);
+  void refine(Centers& centers) const;
+
+  const Pixels& pixels_;
+  ColorTable exact_;
+  std::vector<Entry> entries_;
+};
 
 }  // namespace optimizer

@@ -391,9 +391,10 @@ void Recoding::offerJpx(const LookTarget* target, const Pixels& pixels,
 // Most of the colours of charts and screenshots are shades of edges, which a small palette holds as well.
 void Recoding::offerFewerColors(const Pixels& pixels, const ImageFacts& facts, const LookTarget& target,
                                 const Views& views) {
+  const Quantizer quantizer(pixels);
   for (std::size_t colors : {256, 128, 64, 32, 16}) {
     if (facts.palette && colors >= facts.colors) continue;
-    const QuantizedImage quantized = quantize(pixels, colors);
+    const QuantizedImage quantized = quantizer.reduceTo(colors);
     Candidate candidate =
         indexedCandidate(quantized.indexes, quantized.palette, pixels.channels(), pixels.kind());
     candidate.image.lossless = false;
