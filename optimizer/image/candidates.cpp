@@ -1,6 +1,7 @@
 #include "optimizer/image/candidates.h"
 
 #include <algorithm>
+#include <limits>
 #include <vector>
 
 namespace optimizer {
@@ -119,6 +120,10 @@ void Choice::offer(Candidate candidate) {
 
 std::size_t Choice::losslessSize() const {
   return lossless_ ? std::min(stored_, lossless_->estimate()) : stored_;
+}
+
+double Choice::lossySize() const {
+  return lossy_ ? static_cast<double>(lossy_->estimate()) : std::numeric_limits<double>::infinity();
 }
 
 std::size_t Choice::lossyBudget(double advantage) const {

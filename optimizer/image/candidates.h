@@ -47,7 +47,8 @@ class Choice {
 
   // The smallest size known without loss, the present one included.
   std::size_t losslessSize() const;
-  bool hasLossy() const { return lossy_.has_value(); }
+  // The smallest size with loss; infinite where there is none.
+  double lossySize() const;
   // What a lossy form must stay below to win, `advantage` as for take.
   std::size_t lossyBudget(double advantage) const;
 

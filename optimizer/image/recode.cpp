@@ -41,7 +41,8 @@ constexpr double finerResolution = 4.0 / 3;
 
 // What a palette of fewer colours must keep at the image's own size: bands in smooth colours show there.
 constexpr double fewColorsCloseUp = 0.97;
-constexpr std::uint64_t manyCoefficients = 12'000'000;
+// What the same coefficients of a JPEG take at least when they are coded anew.
+constexpr double sameCoefficientsShare = 0.75;
 // A picture larger than this keeps what its mask hides.
 constexpr std::uint64_t mostFilled = 8'000'000;
 
@@ -510,16 +511,11 @@ std::optional<RecodedImage> Recoding::run() {
   if (job_.role == ImageRole::softMask && sampled() && source.color.kind != ColorKind::grey)
     return std::nullopt;
   if (job_.role == ImageRole::stencil && !source.stencil) return std::nullopt;
-  // The coefficients of a large JPEG take much memory, and most such images are resampled.
-  const Size wanted = targetSize(job_, settings_.color);
-  const bool later = source.coding == ImageCoding::jpeg && lossyAllowed() &&
-                     std::uint64_t{source.width} * source.height > manyCoefficients &&
-                     wanted.width < source.width;
-  if (untouchable || (source.coding == ImageCoding::jpeg && !later) || job_.losslessOnly || job_.preblended ||
-      source.color.kind == ColorKind::other ||
-      keepsDecode() || (!settings_.reduceColorComplexity && settings_.imageQuality >= 100) || source.bits == 16) {
-    offerSameSamples();
-  }
+  // The same coefficients in fewer bytes are of use only where no lossy form is smaller by far.
+  const bool atOnce = untouchable || job_.losslessOnly || job_.preblended || source.color.kind == ColorKind::other ||
+                      (!settings_.reduceColorComplexity && settings_.imageQuality >= 100) || source.bits == 16;
+  const bool later = !atOnce && source.coding == ImageCoding::jpeg && lossyAllowed();
+  if (atOnce || (source.coding == ImageCoding::jpeg && !later)) offerSameSamples();
   if (untouchable || (job_.preblended && source.color.kind == ColorKind::indexed)) {
     return choice_.take(lossyAdvantage);
   }
@@ -531,7 +527,10 @@ std::optional<RecodedImage> Recoding::run() {
   // A JPEG keeps twice the wanted resolution, which a finer filter then reduces and the result is judged by.
   Result<Pixels> pixels =
       decodeImage(source, source.coding == ImageCoding::jpeg ? std::max(1u, reduce / 2) : reduce);
-  if (!pixels) return choice_.take(lossyAdvantage);
+  if (!pixels) {
+    if (later) offerSameSamples();
+    return choice_.take(lossyAdvantage);
+  }
 
   if (job_.role == ImageRole::softMask && settings_.reduceColorComplexity && pixels->bits() == 8 &&
       pixels->width() == source.width && !source.matte &&
@@ -549,7 +548,9 @@ std::optional<RecodedImage> Recoding::run() {
   } else {
     tonedImage(std::move(*pixels));
   }
-  if (later && !choice_.hasLossy()) offerSameSamples();
+  if (later && choice_.lossySize() > sameCoefficientsShare * static_cast<double>(source.storedBytes)) {
+    offerSameSamples();
+  }
   return choice_.take(advantage());
 }
 
