@@ -3,9 +3,11 @@
 #include <jpeglib.h>
 
 #include <csetjmp>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 namespace optimizer::jpegtrellis {
 
@@ -145,18 +147,25 @@ constexpr std::size_t smallFile = 24 << 10;
 Result<Bytes> writeJpeg(int width, int height, const std::vector<Component>& components,
                         const QuantTable& luma, const QuantTable& chroma) {
   Bytes best;
+  enum class Outcome : std::uint8_t { smaller, larger, failed };
   auto tryScans = [&](const Scans& scans) {
     Compressor jpeg;
-    if (!write(jpeg, width, height, components, luma, chroma, scans)) return false;
-    if (best.empty() || jpeg.size < best.size()) best.assign(jpeg.buffer, jpeg.buffer + jpeg.size);
-    return true;
+    if (!write(jpeg, width, height, components, luma, chroma, scans)) return Outcome::failed;
+    if (!best.empty() && jpeg.size >= best.size()) return Outcome::larger;
+    best.assign(jpeg.buffer, jpeg.buffer + jpeg.size);
+    return Outcome::smaller;
   };
-  for (const Script& script : scripts)
-    if (!tryScans(scansOf(components, script)))
-      return Error{ErrorKind::internal, "JPEG coefficients could not be written"};
-  // Without progression there are fewer headers and tables, which tells in small pictures only.
-  if (best.size() < smallFile && !tryScans({}))
-    return Error{ErrorKind::internal, "JPEG coefficients could not be written"};
+  // Each way to write takes about as long as quantising did. More scans gain in large files only, and where the
+  // first few more do not, further ones do not; without progression there are fewer headers and tables, which
+  // tells in small files only.
+  Outcome outcome = tryScans(scansOf(components, scripts[0]));
+  if (outcome == Outcome::smaller && best.size() < smallFile) {
+    outcome = tryScans({});
+  } else {
+    for (std::size_t i = 1; i < std::size(scripts) && outcome == Outcome::smaller; ++i)
+      outcome = tryScans(scansOf(components, scripts[i]));
+  }
+  if (outcome == Outcome::failed) return Error{ErrorKind::internal, "JPEG coefficients could not be written"};
   return best;
 }
 
