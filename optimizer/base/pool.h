@@ -4,6 +4,8 @@
 
 #include <condition_variable>
 #include <cstddef>
+#include <deque>
+#include <exception>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -11,7 +13,8 @@
 
 namespace optimizer {
 
-// A fixed number of threads. One parallelFor runs at a time per pool; a task must not start another on the same pool.
+// A fixed number of threads. One parallelFor runs at a time per pool; a task must not start another on the same pool,
+// but it may split its work by inParallel.
 class WorkerPool {
  public:
   // threads: how many run tasks, the caller's included; 0 means one per processor.
@@ -33,8 +36,19 @@ class WorkerPool {
   std::size_t budget() const { return budget_; }
 
  private:
+  friend void inParallel(const std::function<void()>& first, const std::function<void()>& second);
+
+  // The second half of a task's work, until it is done.
+  struct Half {
+    const std::function<void()>* work;
+    bool taken = false, done = false;
+    std::exception_ptr error;
+  };
+
   void work();
   bool runOne(std::unique_lock<std::mutex>& lock);
+  bool runHalf(std::unique_lock<std::mutex>& lock);
+  void split(const std::function<void()>& first, const std::function<void()>& second);
 
   std::vector<std::thread> workers_;
   std::mutex mutex_;
@@ -43,7 +57,22 @@ class WorkerPool {
   const std::function<std::size_t(std::size_t)>* cost_ = nullptr;
   std::size_t next_ = 0, count_ = 0, running_ = 0, held_ = 0;
   std::size_t budget_ = std::size_t{128} << 20;
+  std::deque<Half*> halves_;  // that no thread has taken yet
   bool stop_ = false;
 };
+
+// Runs both and returns when both are done. Within a task of a pool a thread of it that has nothing else to do takes
+// the second; otherwise, and outside of any pool, they run one after the other. Neither may need what the other makes.
+// An exception that leaves one of them leaves this function, once both have ended.
+void inParallel(const std::function<void()>& first, const std::function<void()>& second);
+
+// Calls body(begin, end) for parts that together are [begin, end), none of them below `least` long, in parallel as
+// inParallel does. The parts are the same whatever the number of threads.
+template <typename Body>
+void inParts(std::size_t begin, std::size_t end, std::size_t least, const Body& body) {
+  if (end - begin < 2 * least) return body(begin, end);
+  const std::size_t middle = begin + (end - begin) / 2;
+  inParallel([&] { inParts(begin, middle, least, body); }, [&] { inParts(middle, end, least, body); });
+}
 
 }  // namespace optimizer

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "optimizer/base/pool.h"
 #include "optimizer/codec/jpeg_trellis_planes.h"
 #include "optimizer/codec/jpeg_trellis_quant.h"
 #include "optimizer/codec/jpeg_trellis_write.h"
@@ -91,26 +92,32 @@ Component codePlane(const Plane& plane, const QuantTable& table) {
   // Blocks are coded MCU by MCU; their DC values are differences in that order.
   std::vector<float> exactDc(count);
   std::vector<std::size_t> order(count);
-  std::size_t next = 0;
-  Block samples, coefficients;
-  for (int my = 0; my < plane.blocksHigh; my += plane.v)
-    for (int mx = 0; mx < plane.blocksWide; mx += plane.h)
-      for (int by = my; by < my + plane.v; ++by)
-        for (int bx = mx; bx < mx + plane.h; ++bx) {
-          loadBlock(plane, bx, by, samples);
-          forwardDct(samples, coefficients);
-          std::size_t at = static_cast<std::size_t>(by) * static_cast<std::size_t>(plane.blocksWide) +
-                           static_cast<std::size_t>(bx);
-          Quantized& block = component.blocks[at];
-          float scale = activityScale(coefficients);
-          quantizeBlock(coefficients, settings, rates, scale, block);
-          for (int i = 0; i < releases && releaseClamped(samples, block, table); ++i) {
+  const auto rowsOfMcus = static_cast<std::size_t>(plane.blocksHigh / plane.v);
+  const std::size_t rowBlocks =
+      static_cast<std::size_t>(plane.blocksWide) * static_cast<std::size_t>(plane.v);
+  constexpr std::size_t enoughBlocks = 2000;  // to be worth a thread's while
+  inParts(0, rowsOfMcus, 1 + enoughBlocks / rowBlocks, [&](std::size_t begin, std::size_t end) {
+    Block samples, coefficients;
+    std::size_t next = begin * rowBlocks;
+    for (int my = static_cast<int>(begin) * plane.v; my < static_cast<int>(end) * plane.v; my += plane.v)
+      for (int mx = 0; mx < plane.blocksWide; mx += plane.h)
+        for (int by = my; by < my + plane.v; ++by)
+          for (int bx = mx; bx < mx + plane.h; ++bx) {
+            loadBlock(plane, bx, by, samples);
             forwardDct(samples, coefficients);
+            std::size_t at = static_cast<std::size_t>(by) * static_cast<std::size_t>(plane.blocksWide) +
+                             static_cast<std::size_t>(bx);
+            Quantized& block = component.blocks[at];
+            float scale = activityScale(coefficients);
             quantizeBlock(coefficients, settings, rates, scale, block);
+            for (int i = 0; i < releases && releaseClamped(samples, block, table); ++i) {
+              forwardDct(samples, coefficients);
+              quantizeBlock(coefficients, settings, rates, scale, block);
+            }
+            exactDc[next] = coefficients[0] / table[0];
+            order[next++] = at;
           }
-          exactDc[next] = coefficients[0] / table[0];
-          order[next++] = at;
-        }
+  });
   std::vector<std::int16_t> dc;
   quantizeDc(exactDc, rates, dcLambda, dc);
   for (std::size_t i = 0; i < count; ++i) component.blocks[order[i]][0] = dc[i];

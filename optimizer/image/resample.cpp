@@ -5,6 +5,7 @@
 #include <numbers>
 #include <vector>
 
+#include "optimizer/base/pool.h"
 #include "optimizer/base/vectorised.h"
 
 namespace optimizer {
@@ -83,10 +84,15 @@ OPTIMIZER_LOOP inline std::uint8_t clampSample(std::int32_t value) {
   return static_cast<std::uint8_t>(std::clamp((value + (1 << (weightBits - 1))) >> weightBits, 0, 255));
 }
 
-Pixels vertical(const Pixels& pixels, std::uint32_t height, const Taps& taps) {
-  Pixels out(pixels.width(), height, pixels.channels(), pixels.kind());
+// Rows that are worth a thread's while.
+std::size_t rowsOf(const Pixels& pixels) {
+  constexpr std::size_t enough = 128 << 10;  // bytes
+  return std::max<std::size_t>(1, enough / std::max<std::size_t>(1, pixels.stride()));
+}
+
+void verticalRows(const Pixels& pixels, const Taps& taps, Pixels& out, std::size_t begin, std::size_t end) {
   std::vector<std::int32_t> sums(pixels.stride());
-  for (std::uint32_t y = 0; y < height; ++y) {
+  for (auto y = static_cast<std::uint32_t>(begin); y < end; ++y) {
     std::fill(sums.begin(), sums.end(), 0);
     const std::int16_t* weights = taps.weights.data() + std::size_t{y} * taps.length;
     for (std::uint32_t k = 0; k < taps.length; ++k) {
@@ -107,6 +113,12 @@ Pixels vertical(const Pixels& pixels, std::uint32_t height, const Taps& taps) {
       for (std::size_t i = 0; i < n; ++i) to[i] = clampSample(sum[i]);
     });
   }
+}
+
+Pixels vertical(const Pixels& pixels, std::uint32_t height, const Taps& taps) {
+  Pixels out(pixels.width(), height, pixels.channels(), pixels.kind());
+  inParts(0, height, rowsOf(out),
+          [&](std::size_t begin, std::size_t end) { verticalRows(pixels, taps, out, begin, end); });
   return out;
 }
 
@@ -124,10 +136,10 @@ OPTIMIZER_LOOP inline void horizontalRow(const std::uint8_t* in, std::uint8_t* o
   }
 }
 
-Pixels horizontal(const Pixels& pixels, std::uint32_t width, const Taps& taps) {
+void horizontalRows(const Pixels& pixels, const Taps& taps, Pixels& out, std::size_t begin, std::size_t end) {
   const unsigned channels = pixels.channels();
-  Pixels out(width, pixels.height(), channels, pixels.kind());
-  for (std::uint32_t y = 0; y < pixels.height(); ++y) {
+  const std::uint32_t width = out.width();
+  for (auto y = static_cast<std::uint32_t>(begin); y < end; ++y) {
     const std::uint8_t* in = pixels.row(y);
     std::uint8_t* to = out.row(y);
     if (channels == 1) {
@@ -149,6 +161,12 @@ Pixels horizontal(const Pixels& pixels, std::uint32_t width, const Taps& taps) {
       }
     }
   }
+}
+
+Pixels horizontal(const Pixels& pixels, std::uint32_t width, const Taps& taps) {
+  Pixels out(width, pixels.height(), pixels.channels(), pixels.kind());
+  inParts(0, pixels.height(), rowsOf(pixels),
+          [&](std::size_t begin, std::size_t end) { horizontalRows(pixels, taps, out, begin, end); });
   return out;
 }
 
@@ -182,30 +200,32 @@ Pixels blockAverage(const Pixels& pixels, std::uint32_t width, std::uint32_t hei
   const std::vector<std::uint32_t> columns = edges(pixels.width(), width),
                                    rows = edges(pixels.height(), height);
   Pixels out(width, height, channels, pixels.kind());
-  std::vector<std::uint32_t> sums(pixels.stride());
-  for (std::uint32_t y = 0; y < height; ++y) {
-    const std::uint8_t* first = pixels.row(rows[y]);
-    for (std::size_t i = 0; i < sums.size(); ++i) sums[i] = first[i];
-    for (std::uint32_t row = rows[y] + 1; row < rows[y + 1]; ++row) {
-      vectorised([&]() OPTIMIZER_LOOP {
-        const std::uint8_t* in = pixels.row(row);
-        std::uint32_t* sum = sums.data();
-        const std::size_t n = sums.size();
-        for (std::size_t i = 0; i < n; ++i) sum[i] += in[i];
-      });
-    }
-    std::uint8_t* to = out.row(y);
-    for (std::uint32_t x = 0; x < width; ++x) {
-      const std::uint32_t area = (columns[x + 1] - columns[x]) * (rows[y + 1] - rows[y]);
-      const std::uint32_t* first = sums.data() + std::size_t{columns[x]} * channels;
-      const std::uint32_t* last = sums.data() + std::size_t{columns[x + 1]} * channels;
-      for (unsigned c = 0; c < channels; ++c) {
-        std::uint32_t sum = 0;
-        for (const std::uint32_t* at = first + c; at < last; at += channels) sum += *at;
-        *to++ = static_cast<std::uint8_t>(sum / area);
+  inParts(0, height, rowsOf(out), [&](std::size_t begin, std::size_t end) {
+    std::vector<std::uint32_t> sums(pixels.stride());
+    for (auto y = static_cast<std::uint32_t>(begin); y < end; ++y) {
+      const std::uint8_t* first = pixels.row(rows[y]);
+      for (std::size_t i = 0; i < sums.size(); ++i) sums[i] = first[i];
+      for (std::uint32_t row = rows[y] + 1; row < rows[y + 1]; ++row) {
+        vectorised([&]() OPTIMIZER_LOOP {
+          const std::uint8_t* in = pixels.row(row);
+          std::uint32_t* sum = sums.data();
+          const std::size_t n = sums.size();
+          for (std::size_t i = 0; i < n; ++i) sum[i] += in[i];
+        });
+      }
+      std::uint8_t* to = out.row(y);
+      for (std::uint32_t x = 0; x < width; ++x) {
+        const std::uint32_t area = (columns[x + 1] - columns[x]) * (rows[y + 1] - rows[y]);
+        const std::uint32_t* first = sums.data() + std::size_t{columns[x]} * channels;
+        const std::uint32_t* last = sums.data() + std::size_t{columns[x + 1]} * channels;
+        for (unsigned c = 0; c < channels; ++c) {
+          std::uint32_t sum = 0;
+          for (const std::uint32_t* at = first + c; at < last; at += channels) sum += *at;
+          *to++ = static_cast<std::uint8_t>(sum / area);
+        }
       }
     }
-  }
+  });
   return out;
 }
 

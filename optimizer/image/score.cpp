@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "optimizer/base/pool.h"
 #include "optimizer/base/vectorised.h"
 #include "optimizer/image/resample.h"
 
@@ -80,46 +81,67 @@ void similarities(const Sums& sums, std::int32_t count, std::vector<float>& simi
   });
 }
 
-Look structureOf(const Pixels& a, const Pixels& b) {
-  const std::uint32_t w = std::min(window, a.width()), h = std::min(window, a.height());
-  const std::size_t across = (a.width() - w) / step + 1;
+// What the places of a picture add up to.
+struct Tally {
   double total = 0, weighted = 0, weights = 0;
   std::uint64_t places = 0;
-  std::vector<std::uint32_t> histogram(1001);
-  std::vector<float> similarity(across), variance(across);
-  Sums windows(across);
-  const auto every = static_cast<std::uint32_t>(1 + a.pixelCount() / enoughPixels);
-  for (std::uint32_t top = 0; top + h <= a.height(); top += band * every) {
-    Sums columns(a.width());
-    for (std::uint32_t y = top; y < std::min(a.height(), top + band + h - 1); ++y) {
-      addRow(columns, a.row(y), b.row(y), 1);
-      if (y >= top + h) addRow(columns, a.row(y - h), b.row(y - h), -1);
-      if (y + 1 < top + h || (y + 1 - h - top) % step != 0) continue;
-      slide(columns.a, w, windows.a);
-      slide(columns.b, w, windows.b);
-      slide(columns.aa, w, windows.aa);
-      slide(columns.bb, w, windows.bb);
-      slide(columns.ab, w, windows.ab);
-      similarities(windows, static_cast<std::int32_t>(w * h), similarity, variance);
-      for (std::size_t i = 0; i < across; ++i) {
-        const double s = similarity[i];
-        const double weight = leastWeight + (1 - leastWeight) * std::min(1.0, variance[i] / fullVariance);
-        total += s;
-        weighted += weight * s;
-        weights += weight;
-        ++histogram[static_cast<std::size_t>(std::clamp(s, 0.0, 1.0) * 1000)];
-      }
-      places += across;
-    }
+  std::vector<std::uint32_t> histogram = std::vector<std::uint32_t>(1001);  // of the similarity in thousandths
+
+  void add(const Tally& other) {
+    total += other.total;
+    weighted += other.weighted;
+    weights += other.weights;
+    places += other.places;
+    for (std::size_t i = 0; i < histogram.size(); ++i) histogram[i] += other.histogram[i];
   }
+};
+
+// The places whose windows begin in one band of rows.
+void tallyBand(const Pixels& a, const Pixels& b, std::uint32_t top, Tally& tally) {
+  const std::uint32_t w = std::min(window, a.width()), h = std::min(window, a.height());
+  const std::size_t across = (a.width() - w) / step + 1;
+  std::vector<float> similarity(across), variance(across);
+  Sums columns(a.width()), windows(across);
+  for (std::uint32_t y = top; y < std::min(a.height(), top + band + h - 1); ++y) {
+    addRow(columns, a.row(y), b.row(y), 1);
+    if (y >= top + h) addRow(columns, a.row(y - h), b.row(y - h), -1);
+    if (y + 1 < top + h || (y + 1 - h - top) % step != 0) continue;
+    slide(columns.a, w, windows.a);
+    slide(columns.b, w, windows.b);
+    slide(columns.aa, w, windows.aa);
+    slide(columns.bb, w, windows.bb);
+    slide(columns.ab, w, windows.ab);
+    similarities(windows, static_cast<std::int32_t>(w * h), similarity, variance);
+    for (std::size_t i = 0; i < across; ++i) {
+      const double s = similarity[i];
+      const double weight = leastWeight + (1 - leastWeight) * std::min(1.0, variance[i] / fullVariance);
+      tally.total += s;
+      tally.weighted += weight * s;
+      tally.weights += weight;
+      ++tally.histogram[static_cast<std::size_t>(std::clamp(s, 0.0, 1.0) * 1000)];
+    }
+    tally.places += across;
+  }
+}
+
+Look structureOf(const Pixels& a, const Pixels& b) {
+  const std::uint32_t h = std::min(window, a.height());
+  const auto every = static_cast<std::uint32_t>(1 + a.pixelCount() / enoughPixels);
+  std::vector<Tally> bands((a.height() - h) / (band * every) + 1);
+  inParts(0, bands.size(), 2, [&](std::size_t begin, std::size_t end) {
+    for (std::size_t i = begin; i < end; ++i)
+      tallyBand(a, b, static_cast<std::uint32_t>(i) * band * every, bands[i]);
+  });
+  Tally all;
+  for (const Tally& part : bands) all.add(part);
   Look look;
-  look.structure = total / static_cast<double>(places);
-  look.busy = weighted / weights;
-  const std::uint64_t wanted = std::max<std::uint64_t>(1, places / 400);
+  look.structure = all.total / static_cast<double>(all.places);
+  look.busy = all.weighted / all.weights;
+  const std::uint64_t wanted = std::max<std::uint64_t>(1, all.places / 400);
   std::uint64_t seen = 0;
   double worst = 0;
-  for (std::size_t i = 0; i < histogram.size() && seen < wanted; ++i) {
-    const std::uint64_t take = std::min<std::uint64_t>(histogram[i], wanted - seen);
+  for (std::size_t i = 0; i < all.histogram.size() && seen < wanted; ++i) {
+    const std::uint64_t take = std::min<std::uint64_t>(all.histogram[i], wanted - seen);
     worst += static_cast<double>(take) * static_cast<double>(i) / 1000;
     seen += take;
   }
