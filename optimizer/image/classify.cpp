@@ -3,39 +3,57 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <unordered_map>
+#include <vector>
+
+#include "optimizer/image/color_table.h"
 
 namespace optimizer {
 namespace {
 
-std::uint32_t colorKey(const std::uint8_t* sample, unsigned channels) {
-  std::uint32_t key = 0;
-  for (unsigned c = 0; c < channels; ++c) key = key << 8 | sample[c];
-  return key;
+// Palettes hold no more.
+constexpr std::size_t mostColors = 256;
+
+// What one row adds. N: channels, or 0 for any number.
+struct Rows {
+  const Pixels& pixels;
+  ColorTable& table;
+  bool grey, few;
+  std::uint64_t flat = 0;
+  std::uint32_t last = 0;
+
+  template <unsigned N>
+  void add(std::uint32_t y);
+};
+
+template <unsigned N>
+bool same(const std::uint8_t* a, const std::uint8_t* b, unsigned channels) {
+  if constexpr (N == 0) return std::memcmp(a, b, channels) == 0;
+  bool equal = true;
+  for (unsigned c = 0; c < N; ++c) equal &= a[c] == b[c];
+  return equal;
 }
 
-// A small open-addressing table from colour to index, made for at most 256 colours.
-class ColorTable {
- public:
-  ColorTable() : slots_(2048, -1) {}
-  // The colour's index, adding it when there is room; -1 when there is none.
-  int find(std::uint32_t key, bool add) {
-    std::size_t at = (key * 2654435761u) >> 21;
-    while (slots_[at] >= 0) {
-      if (keys_[static_cast<std::size_t>(slots_[at])] == key) return slots_[at];
-      at = (at + 1) & 2047;
-    }
-    if (!add || keys_.size() >= 256) return -1;
-    slots_[at] = static_cast<int>(keys_.size());
-    keys_.push_back(key);
-    return slots_[at];
+template <unsigned N>
+void Rows::add(std::uint32_t y) {
+  const unsigned channels = N == 0 ? pixels.channels() : N;
+  const std::uint8_t* row = pixels.row(y);
+  if (N == 3 && grey) {
+    for (std::uint32_t x = 0; x < pixels.width() && grey; ++x)
+      grey = row[3 * x] == row[3 * x + 1] && row[3 * x + 1] == row[3 * x + 2];
   }
-  std::size_t size() const { return keys_.size(); }
-
- private:
-  std::vector<int> slots_;
-  std::vector<std::uint32_t> keys_;
-};
+  if (y > 0) {
+    const std::uint8_t* up = pixels.row(y - 1);
+    for (std::size_t at = channels; at < pixels.stride(); at += channels)
+      flat += same<N>(row + at, row + at - channels, channels) && same<N>(row + at, up + at, channels) ? 1 : 0;
+  }
+  for (std::size_t at = 0; few && at < pixels.stride(); at += channels) {
+    const std::uint32_t key = colorKey(row + at, channels);
+    if (key == last && table.size() > 0) continue;
+    last = key;
+    table.add(key);
+    few = table.size() <= mostColors;
+  }
+}
 
 }  // namespace
 
@@ -47,43 +65,34 @@ ImageFacts measureImage(const Pixels& pixels) {
     facts.grey = true;
     return facts;
   }
-  facts.grey = channels == 1 || pixels.kind() == ColorKind::rgb;
-  const bool countColors = channels <= 4;
   ColorTable table;
-  Bytes palette;
-  bool few = countColors;
-  std::uint64_t flat = 0;
-  std::uint32_t lastKey = 0;
-  bool first = true;
+  Rows rows{pixels, table, channels == 1 || pixels.kind() == ColorKind::rgb, channels <= 4};
   for (std::uint32_t y = 0; y < pixels.height(); ++y) {
-    const std::uint8_t* row = pixels.row(y);
-    const std::uint8_t* up = y > 0 ? pixels.row(y - 1) : nullptr;
-    for (std::uint32_t x = 0; x < pixels.width(); ++x) {
-      const std::uint8_t* sample = row + std::size_t{x} * channels;
-      if (facts.grey && channels == 3 && (sample[0] != sample[1] || sample[1] != sample[2]))
-        facts.grey = false;
-      if (x > 0 && up != nullptr && std::memcmp(sample, sample - channels, channels) == 0 &&
-          std::memcmp(sample, up + std::size_t{x} * channels, channels) == 0) {
-        ++flat;
-      }
-      if (!few) continue;
-      const std::uint32_t key = colorKey(sample, channels);
-      if (!first && key == lastKey) continue;
-      first = false;
-      lastKey = key;
-      const std::size_t before = table.size();
-      if (table.find(key, true) < 0) {
-        few = false;
-      } else if (table.size() > before) {
-        palette.insert(palette.end(), sample, sample + channels);
-      }
+    switch (channels) {
+      case 1:
+        rows.add<1>(y);
+        break;
+      case 3:
+        rows.add<3>(y);
+        break;
+      case 4:
+        rows.add<4>(y);
+        break;
+      default:
+        rows.add<0>(y);
     }
   }
-  facts.flatShare = static_cast<double>(flat) / static_cast<double>(pixels.pixelCount());
+  facts.grey = rows.grey;
+  facts.flatShare = static_cast<double>(rows.flat) / static_cast<double>(pixels.pixelCount());
+  const bool few = rows.few;
   if (few) {
     facts.colors = table.size();
     facts.uniform = facts.colors == 1;
-    facts.palette = std::move(palette);
+    facts.palette.emplace();
+    for (std::uint32_t color : table.colors()) {
+      for (unsigned c = channels; c-- > 0;)
+        facts.palette->push_back(static_cast<std::uint8_t>(color >> (8 * c)));
+    }
   }
   const bool synthetic =
       facts.flatShare >= syntheticFlatShare || (few && channels > 1 && facts.colors <= syntheticColors);
@@ -132,17 +141,15 @@ bool chromaSurvivesHalving(const Pixels& pixels) {
 Pixels indexByPalette(const Pixels& pixels, const Bytes& palette) {
   const unsigned channels = pixels.channels();
   ColorTable table;
-  for (std::size_t i = 0; i + channels <= palette.size(); i += channels) {
-    table.find(colorKey(palette.data() + i, channels), true);
-  }
+  for (std::size_t i = 0; i + channels <= palette.size(); i += channels)
+    table.add(colorKey(palette.data() + i, channels));
   Pixels indexes(pixels.width(), pixels.height(), 1, ColorKind::indexed);
-  std::uint32_t lastKey = 0;
-  int last = -1;
+  std::uint32_t last = 0, number = ColorTable::kNone;
   for (std::size_t i = 0; i < pixels.pixelCount(); ++i) {
     const std::uint32_t key = colorKey(pixels.samples().data() + i * channels, channels);
-    if (last < 0 || key != lastKey) last = table.find(key, false);
-    lastKey = key;
-    indexes.samples()[i] = static_cast<std::uint8_t>(std::max(0, last));
+    if (i == 0 || key != last) number = table.find(key);
+    last = key;
+    indexes.samples()[i] = number == ColorTable::kNone ? std::uint8_t{0} : static_cast<std::uint8_t>(number);
   }
   return indexes;
 }

@@ -15,9 +15,7 @@ constexpr int refinements = 3;
 
 std::uint32_t keyAt(const Pixels& pixels, std::size_t i) {
   const std::uint8_t* sample = pixels.samples().data() + i * pixels.channels();
-  return pixels.channels() == 1
-             ? sample[0] * std::uint32_t{0x010101}
-             : std::uint32_t{sample[0]} << 16 | std::uint32_t{sample[1]} << 8 | sample[2];
+  return pixels.channels() == 1 ? sample[0] * std::uint32_t{0x010101} : colorKey(sample, 3);
 }
 
 std::array<std::uint8_t, 3> colorOf(std::uint32_t key) {
@@ -26,28 +24,6 @@ std::array<std::uint8_t, 3> colorOf(std::uint32_t key) {
 }
 
 }  // namespace
-
-std::size_t ColorTable::placeOf(std::uint32_t color) const {
-  const std::size_t mask = slots_.size() - 1;
-  std::size_t place = (color * std::uint32_t{2654435761}) >> 7 & mask;
-  while (slots_[place] != kFree && colors_[slots_[place]] != color) place = (place + 1) & mask;
-  return place;
-}
-
-std::uint32_t ColorTable::add(std::uint32_t color) {
-  if (colors_.size() * 2 >= slots_.size()) {
-    slots_.assign(std::max<std::size_t>(1024, slots_.size() * 4), kFree);
-    for (std::uint32_t i = 0; i < colors_.size(); ++i) slots_[placeOf(colors_[i])] = i;
-  }
-  std::uint32_t& slot = slots_[placeOf(color)];
-  if (slot == kFree) {
-    slot = static_cast<std::uint32_t>(colors_.size());
-    colors_.push_back(color);
-  }
-  return slot;
-}
-
-std::uint32_t ColorTable::find(std::uint32_t color) const { return slots_[placeOf(color)]; }
 
 struct Quantizer::Box {
   std::size_t begin = 0, end = 0;

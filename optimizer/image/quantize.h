@@ -7,26 +7,10 @@
 #include <cstdint>
 #include <vector>
 
+#include "optimizer/image/color_table.h"
 #include "optimizer/image/pixels.h"
 
 namespace optimizer {
-
-// The different colours of a picture, numbered as they come.
-class ColorTable {
- public:
-  // The number of a colour, 0xRRGGBB; a new one where it is not known yet.
-  std::uint32_t add(std::uint32_t color);
-  // Of a colour that is known.
-  std::uint32_t find(std::uint32_t color) const;
-  const std::vector<std::uint32_t>& colors() const { return colors_; }
-
- private:
-  static constexpr std::uint32_t kFree = ~std::uint32_t{0};
-  std::size_t placeOf(std::uint32_t color) const;
-
-  std::vector<std::uint32_t> colors_;
-  std::vector<std::uint32_t> slots_;  // numbers, at their colour's hash or the next free place
-};
 
 struct QuantizedImage {
   Pixels indexes;  // kind indexed
