@@ -33,6 +33,7 @@ PassOutcome runPass(Document& document, std::unique_ptr<Pass> pass, const Settin
     ADD_FAILURE() << pass->name() << ": " << outcome.error().message;
     return PassOutcome::unchanged;
   }
+  if (*outcome == PassOutcome::changed && !pass->keepsObjects()) document.forgetReachable();
   const bool changed = written(document) != before;
   EXPECT_FALSE(*outcome == PassOutcome::unchanged && changed) << pass->name() << " says it changed nothing";
   const Status valid = verifyInMemory(document);
