@@ -76,6 +76,7 @@ TEST(JpxWavelet, KeepsAFlatPictureInItsLowestBand) {
 }
 
 TEST(JpxWavelet, NormsAreThoseOfThePictureThatACoefficientMakes) {
+  EXPECT_EQ(jpx::bandNorm(0, false, false), 1);
   for (unsigned level = 1; level <= 3; ++level) {
     for (int band = 0; band < 4; ++band) {
       const bool across = (band & 1) != 0, down = (band & 2) != 0;

@@ -142,6 +142,7 @@ void downColumns(Samples& samples, std::uint32_t width, std::uint32_t height, bo
 
 // The norm of what one value of a low or high band of a level stands for in a line.
 std::array<double, 2> lineNorms(unsigned level) {
+  if (level == 0) return {1, 0};
   std::array<double, 2> norms{};
   for (bool high : {false, true}) {
     Samples line{1, 1024, std::vector<float>(1024)};
