@@ -14,6 +14,7 @@
 #include <qpdf/QPDFPageDocumentHelper.hh>
 
 #include "optimizer/base/limits.h"
+#include "optimizer/document/object_streams.h"
 #include "optimizer/document/page_tree.h"
 #include "optimizer/document/reachable.h"
 #include "optimizer/document/rebuild.h"
@@ -175,6 +176,7 @@ Status Document::read(std::FILE* stream, bool header) {
     } else {
       pdf.processFile(path_.c_str(), stream, true, password_.c_str());
     }
+    OPTIMIZER_TRY(checkObjectStreams(pdf, inputBytes_));
     if (pdf.getObjectCount() > limits::kObjects) {
       return Error{ErrorKind::limit, "The PDF has more objects than can be handled"};
     }

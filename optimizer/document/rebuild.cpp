@@ -11,6 +11,7 @@
 
 #include "optimizer/base/deflate.h"
 #include "optimizer/base/limits.h"
+#include "optimizer/document/object_streams.h"
 
 namespace optimizer {
 namespace {
@@ -135,6 +136,9 @@ class Rebuilder {
       const std::size_t begin = members[i].second;
       const std::size_t stop = i + 1 < members.size() ? members[i + 1].second : plain.size();
       if (begin >= stop || stop > plain.size() || members[i].first > static_cast<long>(limits::kObjects)) continue;
+      values_ += countValues({reinterpret_cast<const std::uint8_t*>(plain.data()) + begin, stop - begin},
+                             valuesAllowed(bytes_.size()) - values_);
+      if (values_ >= valuesAllowed(bytes_.size())) return;
       objects_[members[i].first] = plain.substr(begin, stop - begin);
     }
   }
@@ -172,6 +176,7 @@ class Rebuilder {
   std::string_view bytes_;
   std::map<long, std::string> objects_;
   std::size_t unpacked_ = 0;
+  std::uint64_t values_ = 0;  // in all object streams
 };
 
 }  // namespace
