@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 #include <qpdf/QPDF.hh>
+#include <utility>
 
 #include "optimizer/content/font_codes.h"
 #include "optimizer/document/stream_data.h"
@@ -66,10 +67,15 @@ std::optional<FieldBox> fieldBoxOf(QPDFObjectHandle widget) {
   QPDFObjectHandle characteristics = widget.getKey("/MK");
   QPDFObjectHandle turn =
       characteristics.isDictionary() ? characteristics.getKey("/R") : QPDFObjectHandle::newNull();
-  if (!rect || (turn.isInteger() && turn.getIntValue() != 0)) return std::nullopt;
+  if (!rect) return std::nullopt;
   FieldBox box;
   box.width = rect->right - rect->left;
   box.height = rect->top - rect->bottom;
+  if (turn.isInteger()) {
+    box.turn = static_cast<int>((turn.getIntValue() % 360 + 360) % 360);
+    if (box.turn % 90 != 0) return std::nullopt;
+    if (box.turn % 180 != 0) std::swap(box.width, box.height);
+  }
   if (!(box.width > 0 && box.width < 1e5 && box.height > 0 && box.height < 1e5)) return std::nullopt;
   box.line = colorOf(characteristics, "/BC", {"G", "RG", "K"});
   box.fill = colorOf(characteristics, "/BG", {"g", "rg", "k"});
@@ -100,6 +106,9 @@ QPDFObjectHandle fieldForm(QPDF& pdf, const FieldBox& box, const std::string& co
   dictionary.replaceKey("/Subtype", QPDFObjectHandle::newName("/Form"));
   dictionary.replaceKey("/BBox",
                         QPDFObjectHandle::newArray(QPDFObjectHandle::Rectangle(0, 0, box.width, box.height)));
+  // The box that comes out is moved to the widget's rectangle (12.5.5).
+  static constexpr const char* kTurned[] = {"", "[0 1 -1 0 0 0]", "[-1 0 0 -1 0 0]", "[0 -1 1 0 0 0]"};
+  if (box.turn != 0) dictionary.replaceKey("/Matrix", QPDFObjectHandle::parse(kTurned[box.turn / 90]));
   QPDFObjectHandle resources = QPDFObjectHandle::newDictionary();
   resources.replaceKey("/Font", QPDFObjectHandle::parse(&pdf, fonts));
   dictionary.replaceKey("/Resources", resources);

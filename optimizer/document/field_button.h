@@ -13,7 +13,7 @@ struct FieldButton {
 };
 
 // A form XObject of `pdf` with background and border, and where the button is on, its mark in ZapfDingbats.
-// Null where the widget is turned, has no area or shows nothing.
+// Null where the widget's box is not known or shows nothing.
 QPDFObjectHandle drawFieldButton(QPDF& pdf, QPDFObjectHandle widget, const FieldButton& button);
 
 }  // namespace optimizer

@@ -15,8 +15,7 @@ struct FieldText {
 };
 
 // A form XObject of `pdf` with background, border and text, in a standard font, or the document's own where that shows
-// more. Null where the value has characters that neither has, where the widget is turned or where it has no area: then nothing is
-// known here of how it looks.
+// more. Null where the value has characters that neither has, or where the widget's box is not known.
 QPDFObjectHandle drawFieldText(QPDF& pdf, QPDFObjectHandle widget, const FieldText& text,
                                QPDFObjectHandle fonts);
 

@@ -6,6 +6,7 @@
 //   3. The annotations go, and with them what only existed for their sake: the form, its signatures, the references that
 //      the structure tree has to them.
 #include <algorithm>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -17,6 +18,7 @@
 
 #include "optimizer/document/annotation_appearance.h"
 #include "optimizer/document/document.h"
+#include "optimizer/document/field_box.h"
 #include "optimizer/document/field_button.h"
 #include "optimizer/document/field_text.h"
 #include "optimizer/document/reachable.h"
@@ -72,33 +74,44 @@ class Flattener {
         if (type == "/Btn") setButton(field, widget);
         if (type != "/Tx" && type != "/Ch") continue;
         if (!outdated && widget.getAppearanceStream("/N").isStream()) continue;
-        if (type == "/Tx" && setText(field, widget)) continue;
+        if ((type == "/Tx" || isTurned(widget)) && setText(field, widget)) continue;
+        // Below nothing is known of turned widgets.
+        if (isTurned(widget) && widget.getAppearanceStream("/N").isStream()) continue;
         field.generateAppearance(widget);
         settle(widget);
       }
     }
   }
 
-  // What the generator below does not know: several lines, combs, text that is not set from the left, backgrounds and
-  // borders, and letters outside Latin.
+  static bool isTurned(QPDFAnnotationObjectHelper& widget) {
+    const std::optional<FieldBox> box = fieldBoxOf(widget.getObjectHandle());
+    return box && box->turn != 0;
+  }
+
+  // What the generator above does not know: several lines, combs, text that is not set from the left, turned text,
+  // backgrounds and borders, and letters outside Latin.
   bool setText(QPDFFormFieldObjectHelper& field, QPDFAnnotationObjectHelper& widget) {
+    // A list shows more than its value.
+    if (field.getFieldType() == "/Ch" && (field.getFlags() & ff_ch_combo) == 0) return false;
+    const int flags = field.getFieldType() == "/Tx" ? field.getFlags() : 0;
     FieldText text;
-    text.multiline = (field.getFlags() & ff_tx_multiline) != 0;
+    text.multiline = (flags & ff_tx_multiline) != 0;
     text.quadding = field.getQuadding();
-    const bool password = (field.getFlags() & ff_tx_password) != 0;
+    const bool password = (flags & ff_tx_password) != 0;
     QPDFObjectHandle annotation = widget.getObjectHandle();
     QPDFObjectHandle box = annotation.getKey("/MK");
     const bool boxed = box.isDictionary() && (box.hasKey("/BG") || box.hasKey("/BC")) &&
                        !widget.getAppearanceStream("/N").isStream();
     QPDFObjectHandle cells = field.getInheritableFieldValue("/MaxLen");
-    if ((field.getFlags() & (ff_tx_comb | ff_tx_multiline | ff_tx_password | ff_tx_file_select)) == ff_tx_comb &&
+    if ((flags & (ff_tx_comb | ff_tx_multiline | ff_tx_password | ff_tx_file_select)) == ff_tx_comb &&
         cells.isInteger() && cells.getIntValue() > 0 && cells.getIntValue() <= kMostCells) {
       text.cells = cells.getIntValueAsInt();
     }
     text.value = field.getValueAsString();
     std::string latin;
     const bool plain = QUtil::utf8_to_win_ansi(text.value, latin, '?');
-    if (!password && !text.multiline && text.quadding == 0 && !boxed && text.cells == 0 && plain) return false;
+    const bool ordinary = text.quadding == 0 && !boxed && plain && !isTurned(widget);
+    if (!password && !text.multiline && text.cells == 0 && ordinary) return false;
     // Viewers show that something was typed as a password, and not what.
     if (password) text.value.assign(std::min<std::size_t>(text.value.size(), 64), '*');
     text.defaultAppearance = field.getDefaultAppearance();

@@ -148,6 +148,32 @@ TEST(Flatten, SetsFieldTextAsItsFlagsSay) {
   }
 }
 
+// Upright on a page that viewers turn, such widgets are turned as well.
+TEST(Flatten, TurnsWhatIsSetIntoTurnedFields) {
+  struct Case {
+    const char* entries;
+    const char* box;
+    const char* matrix;
+  };
+  const Case cases[] = {
+      {"/FT /Tx /V (up) /MK << /R 90 >>", "/BBox [ 0 0 100 20 ]", "/Matrix [ 0 1 -1 0 0 0 ]"},
+      {"/FT /Tx /V (up) /MK << /R 180 >>", "/BBox [ 0 0 20 100 ]", "/Matrix [ -1 0 0 -1 0 0 ]"},
+      {"/FT /Tx /V (up) /MK << /R -90 >>", "/BBox [ 0 0 100 20 ]", "/Matrix [ 0 -1 1 0 0 0 ]"},
+      {"/FT /Ch /Ff 131072 /V (up) /MK << /R 90 >>", "/BBox [ 0 0 100 20 ]", "/Matrix [ 0 1 -1 0 0 0 ]"},
+  };
+  for (const Case& c : cases) {
+    PdfBuilder builder;
+    const int field = builder.addObject(
+        std::string("<< /Subtype /Widget /T (a) /DA (/Helv 12 Tf 0 g) /Rect [0 0 20 100] ") + c.entries + " >>");
+    builder.addPage("", "<< >>", "/Annots [ " + ref(field) + " ]");
+    builder.addToCatalog("/AcroForm << /NeedAppearances true /Fields [ " + ref(field) + " ] >>");
+    const auto document = builder.open();
+    runPass(*document, makeFlattenPass(), flattening(flattenFormFields));
+    const std::string out = testing::written(*document);
+    for (const char* shown : {c.box, c.matrix, "(up) Tj"}) EXPECT_NE(out.find(shown), std::string::npos) << shown << out;
+  }
+}
+
 // Buttons without an appearance in any state show their box, and their mark where they are on.
 TEST(Flatten, DrawsButtonsThatHaveNoAppearance) {
   struct Case {
