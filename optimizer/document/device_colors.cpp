@@ -1,20 +1,7 @@
 #include "optimizer/document/device_colors.h"
 
-#include "optimizer/base/limits.h"
-#include "optimizer/document/reachable.h"
-
 namespace optimizer {
 namespace {
-
-void look(QPDFObjectHandle value, int depth, const std::function<void(QPDFObjectHandle)>& visit) {
-  if (value.isStream()) value = value.getDict();
-  if (!value.isDictionary() && !value.isArray()) return;
-  visit(value);
-  if (depth >= limits::kNesting) return;
-  forEachChild(value, [&](QPDFObjectHandle& child) {
-    if (!child.isIndirect()) look(child, depth + 1, visit);
-  });
-}
 
 void note(DefaultSpace& found, QPDFObjectHandle space) {
   if (space.isNull()) return;
@@ -45,22 +32,18 @@ void noteIntents(DeviceColors& colors, QPDFObjectHandle intents) {
 
 }  // namespace
 
-void forEachContainer(Document& document, const std::function<void(QPDFObjectHandle)>& visit) {
-  for (const QPDFObjectHandle& object : document.reachable()) look(object, 0, visit);
-}
-
 DeviceColors deviceColorsOf(Document& document) {
   DeviceColors colors;
   colors.outputProfile = QPDFObjectHandle::newNull();
   noteIntents(colors, document.pdf().getRoot().getKey("/OutputIntents"));
   for (QPDFObjectHandle page : document.pages()) noteIntents(colors, page.getKey("/OutputIntents"));
   if (colors.severalIntents) colors.outputProfile = QPDFObjectHandle::newNull();
-  forEachContainer(document, [&colors](QPDFObjectHandle container) {
-    if (!container.isDictionary()) return;
+  for (QPDFObjectHandle container : document.containers()) {
+    if (!container.isDictionary()) continue;
     note(colors.gray, container.getKey("/DefaultGray"));
     note(colors.rgb, container.getKey("/DefaultRGB"));
     note(colors.cmyk, container.getKey("/DefaultCMYK"));
-  });
+  }
   return colors;
 }
 

@@ -2,7 +2,6 @@
 // in resources, and output intents.
 #pragma once
 
-#include <functional>
 #include <qpdf/QPDFObjectHandle.hh>
 
 #include "optimizer/document/document.h"
@@ -25,8 +24,5 @@ struct DeviceColors {
 };
 
 DeviceColors deviceColorsOf(Document& document);
-
-// Every dictionary and array of the document, streams' dictionaries included, with direct ones inside others.
-void forEachContainer(Document& document, const std::function<void(QPDFObjectHandle)>& visit);
 
 }  // namespace optimizer

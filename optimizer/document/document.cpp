@@ -152,12 +152,15 @@ bool nestsTooDeep(QPDFObjectHandle fields, std::set<QPDFObjGen>& seen, int depth
 }  // namespace
 
 std::vector<QPDFObjectHandle> Document::reachable() {
-  const std::size_t objects = pdf_->getObjectCount();
-  if (reachable_.empty() || objects != objectsWalked_) {
-    reachable_ = reachableObjects(*pdf_);
-    objectsWalked_ = objects;
-  }
+  if (reachable_.empty()) reachable_ = reachableObjects(*pdf_);
   return reachable_;
+}
+
+const std::vector<QPDFObjectHandle>& Document::containers() {
+  if (containers_.empty()) {
+    for (QPDFObjectHandle& object : reachable()) addContainers(object, containers_);
+  }
+  return containers_;
 }
 
 Status Document::read(std::FILE* stream, bool header) {

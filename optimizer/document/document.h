@@ -39,10 +39,14 @@ class Document {
   const std::set<std::string>& changedInfo() const { return changedInfo_; }
 
   // Every indirect object that the trailer leads to, in breadth-first order. Walked once, and again after
-  // forgetReachable() or when objects were added: what has been let go of meanwhile may still be among them.
-  // May throw what qpdf throws.
+  // forgetReachable(). May throw what qpdf throws, as containers() may.
   std::vector<QPDFObjectHandle> reachable();
-  void forgetReachable() { reachable_.clear(); }
+  // Their dictionaries and arrays, streams' dictionaries included, with direct ones inside others.
+  const std::vector<QPDFObjectHandle>& containers();
+  void forgetReachable() {
+    reachable_.clear();
+    containers_.clear();
+  }
 
   // Streams whose coding is final: a pass chose it among many, and none that follows would find a smaller one.
   void markFinal(QPDFObjGen stream) { final_.insert(stream); }
@@ -66,8 +70,7 @@ class Document {
   std::vector<QPDFObjectHandle> pages_;
   std::set<std::string> changedInfo_;
   std::set<QPDFObjGen> final_;
-  std::vector<QPDFObjectHandle> reachable_;
-  std::size_t objectsWalked_ = 0;  // how many there were in all when reachable_ was found
+  std::vector<QPDFObjectHandle> reachable_, containers_;  // empty where they are not known
 };
 
 // Runs work, which calls qpdf, and turns what it throws into an Error whose message begins with `what`.

@@ -38,7 +38,21 @@ class Walk {
   std::unordered_set<std::uint64_t> seen_;
 };
 
+void addContainersIn(QPDFObjectHandle& value, int depth, std::vector<QPDFObjectHandle>& containers) {
+  if (!value.isDictionary() && !value.isArray()) return;
+  containers.push_back(value);
+  if (depth >= limits::kNesting) return;
+  forEachChild(value, [&](QPDFObjectHandle& child) {
+    if (!child.isIndirect()) addContainersIn(child, depth + 1, containers);
+  });
+}
+
 }  // namespace
+
+void addContainers(QPDFObjectHandle object, std::vector<QPDFObjectHandle>& containers) {
+  if (object.isStream()) object = object.getDict();
+  addContainersIn(object, 0, containers);
+}
 
 std::vector<QPDFObjectHandle> reachableObjects(QPDF& pdf) { return Walk().from(pdf.getTrailer()); }
 

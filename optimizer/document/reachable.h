@@ -14,6 +14,9 @@ namespace optimizer {
 // throws. Passes ask Document::reachable(), which remembers the walk.
 std::vector<QPDFObjectHandle> reachableObjects(QPDF& pdf);
 
+// Adds an object, or a stream's dictionary, and what stands directly inside, as far as they are dictionaries and arrays.
+void addContainers(QPDFObjectHandle object, std::vector<QPDFObjectHandle>& containers);
+
 // Calls visit(QPDFObjectHandle&) for each value directly inside a dictionary, array or stream dictionary; for others
 // never. The handles are copies: visit may change the object itself.
 template <typename Visit>

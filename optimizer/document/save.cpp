@@ -158,7 +158,7 @@ Status writeCompact(Document& document, NeighbourFile& file, const SaveOptions& 
     }
     return {};
   };
-  Status status = writePdf(document, options.linearize, options.pool, put);
+  Status status = writePdf(document, options.linearize, options.pool, options.deflateLevel, put);
   if (!status.ok()) return status;
   return withoutExceptions("The PDF cannot be written", [&]() -> Status {
     sink.finish();

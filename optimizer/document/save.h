@@ -19,6 +19,7 @@ struct SaveOptions {
   std::string userPassword, ownerPassword;
   std::uint32_t permissions = 0xFFFFFFFF;  // bits as in ISO 32000-1, table 22
   WorkerPool* pool = nullptr;              // codes object streams, where there is one
+  int deflateLevel = 12;                   // for object streams, see base/deflate.h
 
   bool encrypts() const {
     return !userPassword.empty() || !ownerPassword.empty() || permissions != 0xFFFFFFFF;

@@ -173,9 +173,8 @@ void ClipImagesPass::work(PassContext& context) {
   const DocumentUsage& usage = usageOf(context);
   // Content that cannot be read may show any part of any image.
   if (!usage.complete) return;
-  QPDF& pdf = context.document.pdf();
   std::vector<QPDFObjectHandle> images;
-  for (QPDFObjectHandle& object : pdf.getAllObjects()) {
+  for (QPDFObjectHandle& object : context.document.reachable()) {
     if (!isImage(object)) continue;
     images.push_back(object);
     for (const char* key : {"/SMask", "/Mask"}) {
@@ -183,13 +182,14 @@ void ClipImagesPass::work(PassContext& context) {
         ++maskUsers_[mask.getObjGen()];
     }
   }
-  forEachContainer(context.document, [this](QPDFObjectHandle container) {
-    if (!container.isDictionary()) return;
+  if (images.empty()) return;
+  for (QPDFObjectHandle container : context.document.containers()) {
+    if (!container.isDictionary()) continue;
     for (const char* key : {"/Thumb", "/Image", "/Poster"}) {
       if (QPDFObjectHandle value = container.getKey(key); value.isStream())
         neededAsImage_.insert(value.getObjGen());
     }
-  });
+  }
   std::vector<Task> batch;
   std::size_t held = 0;
   for (QPDFObjectHandle& image : images) {

@@ -75,7 +75,7 @@ class ConvertColorsPass : public Pass {
   bool chooseTarget(PassContext& context);
   void embedTarget(QPDF& pdf, Bytes profile, int components);
   void work(PassContext& context);
-  std::set<QPDFObjGen> masks(QPDF& pdf);
+  std::set<QPDFObjGen> masks(Document& document);
   const DefaultSpace& defaultOf(ColorKind kind) const;
   const ColorConverter* converterFor(const ImageColorSpace& space);
   bool convertPalette(QPDFObjectHandle image, const ImageSource& source, const ColorConverter& converter);
@@ -137,9 +137,9 @@ bool ConvertColorsPass::chooseTarget(PassContext& context) {
   return true;
 }
 
-std::set<QPDFObjGen> ConvertColorsPass::masks(QPDF& pdf) {
+std::set<QPDFObjGen> ConvertColorsPass::masks(Document& document) {
   std::set<QPDFObjGen> found;
-  for (QPDFObjectHandle& object : pdf.getAllObjects()) {
+  for (QPDFObjectHandle& object : document.reachable()) {
     if (!object.isStream()) continue;
     for (const char* key : {"/SMask", "/Mask"}) {
       if (QPDFObjectHandle mask = object.getDict().getKey(key); mask.isStream())
@@ -191,11 +191,10 @@ bool ConvertColorsPass::convertPalette(QPDFObjectHandle image, const ImageSource
 }
 
 void ConvertColorsPass::work(PassContext& context) {
-  QPDF& pdf = context.document.pdf();
-  const std::set<QPDFObjGen> asMasks = masks(pdf);
+  const std::set<QPDFObjGen> asMasks = masks(context.document);
   std::vector<Task> batch;
   std::size_t held = 0;
-  for (QPDFObjectHandle& object : pdf.getAllObjects()) {
+  for (QPDFObjectHandle& object : context.document.reachable()) {
     if (!isImage(object) || asMasks.count(object.getObjGen()) != 0) continue;
     Result<ImageSource> source = readImageSource(object);
     if (!source || source->stencil || source->matte || source->jpxAlpha) continue;

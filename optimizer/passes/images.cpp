@@ -136,7 +136,7 @@ void ImagesPass::placeMask(QPDFObjectHandle picture, const char* key, ImageRole 
 
 void ImagesPass::collect(PassContext& context) {
   const DocumentUsage& usage = usageOf(context);
-  for (QPDFObjectHandle& object : context.document.pdf().getAllObjects()) {
+  for (QPDFObjectHandle& object : context.document.reachable()) {
     if (!isImage(object) || !byObject_.try_emplace(object.getObjGen(), entries_.size()).second) continue;
     Entry entry;
     entry.object = object;

@@ -37,11 +37,8 @@ class ProfilesPass : public Pass {
       if (device.outputIntent) return PassOutcome::unchanged;
       keepGray_ = device.gray.present;
       keepRgb_ = device.rgb.present;
-      std::vector<QPDFObjectHandle> containers;
-      forEachContainer(context.document,
-                       [&](QPDFObjectHandle container) { containers.push_back(container); });
       std::size_t replaced = 0;
-      for (QPDFObjectHandle& container : containers) replaced += replaceIn(container);
+      for (const QPDFObjectHandle& container : context.document.containers()) replaced += replaceIn(container);
       if (replaced == 0) return PassOutcome::unchanged;
       context.report.note(std::to_string(replaced) + " colour spaces became device spaces");
       return PassOutcome::changed;

@@ -32,6 +32,7 @@ Status optimizeToFile(Document& document, const Settings& settings, const std::s
   save.linearize = kept.linearize;
   save.objectStreams = !promises.pdfA1();
   save.pool = &pool;
+  save.deflateLevel = kept.deflateLevel();
   OPTIMIZER_TRY(saveDocument(document, path, save));
   report.inputBytes = document.inputBytes();
   struct stat status {};

@@ -98,10 +98,11 @@ void moveLargePageValues(Document& document) {
 
 class Writer {
  public:
-  Writer(Document& document, bool linearize, WorkerPool* pool, const ByteSink& sink)
+  Writer(Document& document, bool linearize, WorkerPool* pool, int level, const ByteSink& sink)
       : document_(document),
         linearize_(linearize),
         pool_(pool),
+        level_(level),
         sink_(sink),
         graph_(document.pdf(), document.pages()) {}
 
@@ -237,7 +238,7 @@ class Writer {
     }
     std::vector<Bytes> coded(containers.size());
     const auto code = [&](std::size_t c) {
-      coded[c] = deflate({reinterpret_cast<const std::uint8_t*>(plain[c].data()), plain[c].size()});
+      coded[c] = deflate({reinterpret_cast<const std::uint8_t*>(plain[c].data()), plain[c].size()}, level_);
     };
     if (pool_ != nullptr) {
       pool_->parallelFor(containers.size(), code);
@@ -440,6 +441,7 @@ class Writer {
   Document& document_;
   bool linearize_;
   WorkerPool* pool_;
+  int level_;
   const ByteSink& sink_;
   ObjectGraph graph_;
   std::vector<std::size_t> sizes_;
@@ -455,13 +457,13 @@ class Writer {
 
 }  // namespace
 
-Status writePdf(Document& document, bool linearize, WorkerPool* pool, const ByteSink& sink) {
+Status writePdf(Document& document, bool linearize, WorkerPool* pool, int level, const ByteSink& sink) {
   return withoutExceptions("The PDF cannot be written", [&]() -> Status {
     if (linearize) {
       makeOutlineAnObject(document);
       moveLargePageValues(document);
     }
-    return Writer(document, linearize, pool, sink).write();
+    return Writer(document, linearize, pool, level, sink).write();
   });
 }
 

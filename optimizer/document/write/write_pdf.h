@@ -16,9 +16,10 @@ class WorkerPool;
 using ByteSink = std::function<Status(ByteView)>;
 
 // Not for encrypted files nor for those that must do without object streams. The document's page dictionaries may be
-// rearranged (their values become objects of their own), but mean the same. pool may be null.
+// rearranged (their values become objects of their own), but mean the same. pool may be null. level: of
+// Deflate for object streams, see base/deflate.h.
 // A document whose pages share objects in too tangled a way for the tables of a linearized file is written plainly.
 // Errors: what the sink gives; damaged (a stream cannot be read).
-Status writePdf(Document& document, bool linearize, WorkerPool* pool, const ByteSink& sink);
+Status writePdf(Document& document, bool linearize, WorkerPool* pool, int level, const ByteSink& sink);
 
 }  // namespace optimizer

@@ -21,7 +21,7 @@ std::string ref(int number) { return PdfBuilder::ref(number); }
 
 std::string writtenBy(Document& document, bool linearize, WorkerPool* pool = nullptr) {
   std::string out;
-  const Status status = writePdf(document, linearize, pool, [&](ByteView bytes) {
+  const Status status = writePdf(document, linearize, pool, 12, [&](ByteView bytes) {
     out.append(bytes.begin(), bytes.end());
     return Status();
   });
@@ -129,7 +129,7 @@ TEST(WritePdfOnce, GivesTheSameBytesForAnyNumberOfThreads) {
 TEST(WritePdfOnce, HandsOnTheFailureOfTheSink) {
   const auto document = documentOf({"one", 1, "", true, false});
   const Status status =
-      writePdf(*document, true, nullptr, [](ByteView) -> Status { return Error{ErrorKind::io, "disk full"}; });
+      writePdf(*document, true, nullptr, 12, [](ByteView) -> Status { return Error{ErrorKind::io, "disk full"}; });
   ASSERT_FALSE(status.ok());
   EXPECT_EQ(status.error().message, "disk full");
 }
