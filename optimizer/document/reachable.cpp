@@ -6,13 +6,13 @@
 
 namespace optimizer {
 
-namespace {
-
-std::uint64_t numberOf(const QPDFObjectHandle& object) {
+std::uint64_t keyOf(const QPDFObjectHandle& object) {
   const QPDFObjGen id = object.getObjGen();
   return static_cast<std::uint64_t>(static_cast<std::uint32_t>(id.getObj())) << 32 |
          static_cast<std::uint32_t>(id.getGen());
 }
+
+namespace {
 
 class Walk {
  public:
@@ -28,7 +28,7 @@ class Walk {
  private:
   void look(QPDFObjectHandle& value, int depth) {
     if (value.isIndirect()) {
-      if (seen_.insert(numberOf(value)).second && !value.isNull()) found_.push_back(value);
+      if (seen_.insert(keyOf(value)).second && !value.isNull()) found_.push_back(value);
     } else if (depth < limits::kNesting && (value.isDictionary() || value.isArray())) {
       forEachChild(value, [this, depth](QPDFObjectHandle& child) { look(child, depth + 1); });
     }

@@ -1,6 +1,7 @@
 // Which indirect objects a document really holds together.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
@@ -9,6 +10,9 @@
 #include <qpdf/QPDFObjectHandle.hh>
 
 namespace optimizer {
+
+// Number and generation of an indirect object as one number; 0 for a direct one.
+std::uint64_t keyOf(const QPDFObjectHandle& object);
 
 // Every indirect object that the trailer leads to, each once, in the order of a breadth-first walk. May throw what qpdf
 // throws. Passes ask Document::reachable(), which remembers the walk.

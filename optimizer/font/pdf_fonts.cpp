@@ -1,8 +1,10 @@
 #include "optimizer/font/pdf_fonts.h"
 
 #include <cctype>
+#include <cstdint>
 #include <map>
 #include <set>
+#include <unordered_map>
 #include <utility>
 
 #include "optimizer/base/limits.h"
@@ -21,9 +23,7 @@ namespace {
 
 constexpr const char* kFileKeys[] = {"/FontFile", "/FontFile2", "/FontFile3"};
 
-using Key = std::pair<int, int>;
-Key keyOf(QPDFObjectHandle object) { return {object.getObjectID(), object.getGeneration()}; }
-
+using Key = std::uint64_t;
 bool isDictionary(QPDFObjectHandle object) { return object.isDictionary(); }
 
 ProgramKind kindOf(QPDFObjectHandle stream, const std::string& key) {
@@ -152,7 +152,8 @@ class Collector {
   std::vector<QPDFObjectHandle> objects_;
   std::map<Key, Descriptor> descriptors_;
   std::map<Key, std::size_t> indexOf_;
-  std::map<Key, int> references_, expected_;
+  std::unordered_map<Key, int> references_;
+  std::map<Key, int> expected_;
   std::map<Key, std::set<Key>> cidHolders_, reached_;
   std::set<Key> direct_;
   std::vector<FontProgram> programs_;

@@ -84,12 +84,6 @@ class Merger {
   }
 
  private:
-  static std::uint64_t keyOf(const QPDFObjectHandle& object) {
-    const QPDFObjGen id = object.getObjGen();
-    return static_cast<std::uint64_t>(static_cast<std::uint32_t>(id.getObj())) << 32 |
-           static_cast<std::uint32_t>(id.getGen());
-  }
-
   void eachReference(QPDFObjectHandle object, int depth, const std::function<void(Index)>& visit) {
     if (depth > limits::kNesting) return;
     forEachChild(object, [&](QPDFObjectHandle& child) {

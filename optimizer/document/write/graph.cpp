@@ -4,15 +4,10 @@
 #include <set>
 
 #include "optimizer/base/limits.h"
+#include "optimizer/document/reachable.h"
 
 namespace optimizer {
 namespace {
-
-std::uint64_t keyOf(const QPDFObjectHandle& object) {
-  const QPDFObjGen id = object.getObjGen();
-  return static_cast<std::uint64_t>(static_cast<std::uint32_t>(id.getObj())) << 32 |
-         static_cast<std::uint32_t>(id.getGen());
-}
 
 std::string kindOf(QPDFObjectHandle object) {
   if (object.isArray()) return "[";
