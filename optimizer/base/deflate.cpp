@@ -71,4 +71,13 @@ Result<Bytes> inflate(ByteView coded, std::size_t limit) {
   }
 }
 
+Bytes inflateExactly(ByteView coded, std::size_t bytes) {
+  Bytes out(bytes);
+  std::size_t used = 0;
+  const libdeflate_result result = libdeflate_zlib_decompress_ex(
+      decompressorOfThread(), coded.data(), coded.size(), out.data(), out.size(), &used, nullptr);
+  if (result != LIBDEFLATE_SUCCESS) out.clear();
+  return out;
+}
+
 }  // namespace optimizer

@@ -20,4 +20,8 @@ Bytes deflateBelow(ByteView data, std::size_t bytes, int level);
 // broken or its checksum is wrong), limit (more than `limit` bytes).
 Result<Bytes> inflate(ByteView coded, std::size_t limit);
 
+// The same where the size is known, several times faster than piece by piece: `bytes` bytes, or nothing (an empty
+// vector) where the stream is broken or holds another number of them.
+Bytes inflateExactly(ByteView coded, std::size_t bytes);
+
 }  // namespace optimizer

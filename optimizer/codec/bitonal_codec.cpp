@@ -1,5 +1,6 @@
 #include "optimizer/codec/bitonal_codec.h"
 
+#include "optimizer/base/pool.h"
 #include "optimizer/codec/ccitt.h"
 #include "optimizer/codec/jbig2_encoder.h"
 
@@ -32,9 +33,9 @@ EncodedImage encodeBitonal(const Pixels& pixels) {
   image.bitsPerComponent = 1;
   image.kind = ColorKind::grey;
   Bitonal picture = bitonalOf(pixels);
-  image.data = encodeJbig2(picture);
+  Bytes fax;
+  inParallel([&] { image.data = encodeJbig2(picture); }, [&] { fax = encodeCcittG4(picture); });
   image.filter = "JBIG2Decode";
-  Bytes fax = encodeCcittG4(picture);
   std::string parms = "<</K -1/Columns " + std::to_string(pixels.width()) + ">>";
   if (fax.size() + parms.size() < image.data.size()) {
     image.data = std::move(fax);

@@ -7,8 +7,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "optimizer/base/deflate.h"
+#include "optimizer/base/pool.h"
 
 namespace optimizer {
 namespace {
@@ -136,6 +138,44 @@ Bytes filterRows(const PackedSamples& image, std::size_t pixel, const RowFilter*
   return out;
 }
 
+// The bytes of a zlib stream one part after the other.
+class Inflated {
+ public:
+  // bytes: how many there should be, or 0 where that is not known.
+  Inflated(ByteView coded, std::size_t bytes) {
+    constexpr std::size_t mostAtOnce = std::size_t{32} << 20;
+    if (bytes > 0 && bytes <= mostAtOnce) whole_ = inflateExactly(coded, bytes);
+    if (!whole_.empty()) return;
+    if (inflateInit(&stream_) != Z_OK) throw std::bad_alloc();
+    closing_.reset(&stream_);
+    stream_.next_in = const_cast<Bytef*>(coded.data());
+    stream_.avail_in = static_cast<uInt>(std::min<std::size_t>(coded.size(), 0xFFFFFFFF));
+  }
+
+  // False where there are fewer.
+  bool read(std::uint8_t* to, std::size_t bytes) {
+    if (!whole_.empty()) {
+      if (bytes > whole_.size() - at_) return false;
+      std::memcpy(to, whole_.data() + at_, bytes);
+      at_ += bytes;
+      return true;
+    }
+    stream_.next_out = to;
+    stream_.avail_out = static_cast<uInt>(bytes);
+    while (stream_.avail_out > 0) {
+      const int code = inflate(&stream_, Z_NO_FLUSH);
+      if (code == Z_STREAM_END || (code != Z_OK && stream_.avail_out > 0)) break;
+    }
+    return stream_.avail_out == 0;
+  }
+
+ private:
+  Bytes whole_;
+  std::size_t at_ = 0;
+  z_stream stream_{};
+  std::unique_ptr<z_stream, int (*)(z_stream*)> closing_{nullptr, inflateEnd};
+};
+
 // Rows for the choice of a filter: all of a small image, evenly spaced bands of a large one.
 PackedSamples sampleRows(const PackedSamples& image) {
   constexpr std::size_t enough = 384 << 10;
@@ -189,24 +229,14 @@ Status inflateRows(ByteView data, const FlateParms& parms, std::size_t rowBytes,
   if (predicted && !png && parms.bits != 8 && parms.bits != 16) {
     return Error{ErrorKind::unsupported, "TIFF predictor on packed samples"};
   }
-  z_stream stream{};
-  if (inflateInit(&stream) != Z_OK) return Error{ErrorKind::internal, "zlib cannot start"};
-  const std::unique_ptr<z_stream, int (*)(z_stream*)> closing(&stream, inflateEnd);
-  stream.next_in = const_cast<Bytef*>(data.data());
-  stream.avail_in = static_cast<uInt>(std::min<std::size_t>(data.size(), 0xFFFFFFFF));
-
+  const std::size_t step = line + (png ? 1 : 0);
+  Inflated plain(data, line == rowBytes ? step * rows : 0);
   Bytes current(line + 1), previous(line + 1), image(rowBytes);
   std::size_t filled = 0;  // of `image`, where the predictor's rows and the image's differ
   std::uint32_t delivered = 0;
   while (delivered < rows) {
-    std::uint8_t* start = current.data() + (png ? 0 : 1);
-    stream.next_out = start;
-    stream.avail_out = static_cast<uInt>(line + (png ? 1 : 0));
-    while (stream.avail_out > 0) {
-      const int code = inflate(&stream, Z_NO_FLUSH);
-      if (code == Z_STREAM_END || (code != Z_OK && stream.avail_out > 0)) break;
-    }
-    if (stream.avail_out > 0) return Error{ErrorKind::damaged, "image data ends early"};
+    if (!plain.read(current.data() + (png ? 0 : 1), step))
+      return Error{ErrorKind::damaged, "image data ends early"};
     std::uint8_t* row = current.data() + 1;
     if (png && !unfilter(current[0], row, previous.data() + 1, line, pixel)) {
       return Error{ErrorKind::damaged, "unknown row filter"};
@@ -240,16 +270,20 @@ FlateDraft draftFlate(const PackedSamples& image) {
   const PackedSamples part = sampleRows(image);
   constexpr int quick = 5;
   FlateDraft draft;
-  std::size_t least = deflate(part.samples, quick).size();
-  // The order breaks ties.
-  for (int choice : {2, 1, 4, 5, 3}) {
-    // Packed pixels and palette indexes seldom gain from arithmetic on their values; Up and Sub find repeats.
-    if ((image.bits < 8 || image.kind == ColorKind::indexed) && choice > 2) continue;
-    const std::size_t size = deflate(rowsWith(part, pixel, choice), quick).size();
-    if (size >= least) continue;
-    least = size;
-    draft.filter = choice;
-  }
+  // The order breaks ties. Packed pixels and palette indexes seldom gain from arithmetic on their values; Up
+  // and Sub find repeats.
+  constexpr std::array<int, 6> filters = {-1, 2, 1, 4, 5, 3};
+  const std::size_t count = image.bits < 8 || image.kind == ColorKind::indexed ? 3 : filters.size();
+  std::array<std::size_t, filters.size()> sizes{};
+  inParts(0, count, 1, [&](std::size_t begin, std::size_t end) {
+    for (std::size_t i = begin; i < end; ++i)
+      sizes[i] =
+          (i == 0 ? deflate(part.samples, quick) : deflate(rowsWith(part, pixel, filters[i]), quick)).size();
+  });
+  const auto best = static_cast<std::size_t>(
+      std::min_element(sizes.begin(), sizes.begin() + static_cast<std::ptrdiff_t>(count)) - sizes.begin());
+  const std::size_t least = sizes[best];
+  draft.filter = filters[best];
   draft.estimate = static_cast<std::size_t>(static_cast<double>(least) * image.height / part.height);
   return draft;
 }
