@@ -13,6 +13,8 @@
 
 #include <qpdf/QPDFAcroFormDocumentHelper.hh>
 #include <qpdf/QPDFAnnotationObjectHelper.hh>
+#include <qpdf/QPDFEmbeddedFileDocumentHelper.hh>
+#include <qpdf/QPDFFileSpecObjectHelper.hh>
 #include <qpdf/QPDFFormFieldObjectHelper.hh>
 #include <qpdf/QUtil.hh>
 
@@ -194,6 +196,7 @@ class Flattener {
         continue;
       }
       content += draw(annotation, rotate);
+      keepFile(annotation);
       gone_.insert(annotation.getObjGen());
       ++removed_;
     }
@@ -276,6 +279,25 @@ class Flattener {
       copy.getDict().replaceKey("/OC", annotation.getKey("/OC"));
     }
     return copy;
+  }
+
+  // A file that a page has pinned to it moves to those of the document: its icon can be drawn, what is in it cannot.
+  void keepFile(QPDFObjectHandle annotation) {
+    QPDFObjectHandle attached = annotation.getKey("/FS");
+    if (!annotation.getKey("/Subtype").isNameAndEquals("/FileAttachment") || !attached.isDictionary() ||
+        !attached.getKey("/EF").isDictionary()) {
+      return;
+    }
+    if (!attached.isIndirect()) attached = pdf_.makeIndirectObject(attached);
+    QPDFEmbeddedFileDocumentHelper files(pdf_);
+    for (const auto& [name, file] : files.getEmbeddedFiles()) {
+      if (file->getObjectHandle().getObjGen() == attached.getObjGen()) return;
+    }
+    const QPDFFileSpecObjectHelper file(attached);
+    const std::string name = QPDFFileSpecObjectHelper(attached).getFilename();
+    std::string key = name;
+    for (int i = 2; files.getEmbeddedFile(key); ++i) key = name + " " + std::to_string(i);
+    files.replaceEmbeddedFile(key, file);
   }
 
   // A name that the page's resources do not have yet.

@@ -1,5 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <set>
+
+#include <qpdf/QPDFEFStreamObjectHelper.hh>
+#include <qpdf/QPDFEmbeddedFileDocumentHelper.hh>
+
 #include "optimizer/document/stream_data.h"
 #include "optimizer/passes/passes.h"
 #include "optimizer/testing/pdf_builder.h"
@@ -246,6 +251,26 @@ TEST(Flatten, SetsOtherLettersInTheFontOfTheForm) {
       EXPECT_NE(out.find("?"), std::string::npos) << c.value;
     }
   }
+}
+
+TEST(Flatten, KeepsTheFilesThatPagesHavePinnedToThem) {
+  PdfBuilder builder;
+  const auto pin = [&](const char* text) {
+    const int file = builder.addStream("/Type /EmbeddedFile", text);
+    return ref(builder.addObject("<< /Subtype /FileAttachment /Rect [0 0 9 9] /FS << /Type /Filespec /F (a.txt) /UF (a.txt) "
+                                 "/EF << /F " + ref(file) + " >> >> >>"));
+  };
+  const std::string first = pin("one"), second = pin("two");
+  builder.addPage("", "<< >>", "/Annots [ " + first + " " + second + " ]");
+  const auto document = builder.open();
+  runPass(*document, makeFlattenPass(), flattening(flattenOtherAnnotations));
+  QPDFEmbeddedFileDocumentHelper files(document->pdf());
+  std::set<std::string> names;
+  for (const auto& [name, file] : files.getEmbeddedFiles()) {
+    const auto data = QPDFEFStreamObjectHelper(file->getEmbeddedFileStream()).getObjectHandle().getStreamData();
+    names.insert(name + ": " + std::string(reinterpret_cast<const char*>(data->getBuffer()), data->getSize()));
+  }
+  EXPECT_EQ(names, (std::set<std::string>{"a.txt: one", "a.txt 2: two"}));
 }
 
 TEST(Flatten, KeepsNamesOfSharedResourcesToThePageThatNeedsThem) {
