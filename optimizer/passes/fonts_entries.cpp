@@ -142,7 +142,8 @@ class FontEntriesPass : public Pass {
     descendant.holder = holder;
     descendant.upright = descendant.upright || !nameAt(font, "/Encoding").ends_with("H");
     const std::optional<font::ShownCodes> shown = shownCodes({font, holder, true}, usage);
-    if (!shown) {
+    // Without a program viewers take fonts and CMaps of their own, which may know other CIDs for the same codes.
+    if (!shown || (shown->cids && !hasProgram(holder))) {
       descendant.known = false;
       return;
     }

@@ -79,6 +79,24 @@ TEST(FontEntriesPass, fontsWithoutAProgramKeepTheirWidths) {
   EXPECT_EQ(runPass(*document, makeFontEntriesPass()), PassOutcome::unchanged);
 }
 
+TEST(FontEntriesPass, cidFontsWithoutAProgramKeepTheWidthsOfPredefinedCmaps) {
+  const auto outcome = [](const std::string& cmap, bool withProgram) {
+    PdfBuilder pdf;
+    const std::string descriptor = withProgram ? " /FontDescriptor " + embedded(pdf) : "";
+    const int holder = pdf.addObject(
+        "<< /Type /Font /Subtype /CIDFontType2 /BaseFont /A /CIDSystemInfo << /Registry (Adobe) /Ordering (Japan1) "
+        "/Supplement 2 >> /W [1 [278 299 353 614 614] 231 632 500]" + descriptor + " >>");
+    const int font = pdf.addObject("<< /Type /Font /Subtype /Type0 /BaseFont /A /Encoding /" + cmap +
+                                   " /DescendantFonts [" + PdfBuilder::ref(holder) + "] >>");
+    show(pdf, font, "<00200021>");
+    auto document = pdf.open();
+    return runPass(*document, makeFontEntriesPass());
+  };
+  EXPECT_EQ(outcome("UniJIS-UCS2-H", false), PassOutcome::unchanged);
+  EXPECT_EQ(outcome("UniJIS-UCS2-H", true), PassOutcome::changed);
+  EXPECT_EQ(outcome("Identity-H", false), PassOutcome::changed);
+}
+
 TEST(FontEntriesPass, namesThatViewersGuessFromStay) {
   PdfBuilder pdf;
   const int font = pdf.addObject(
