@@ -389,19 +389,4 @@ void CodedBlock::show(std::size_t passes, const BlockArea& area, float step) con
   }
 }
 
-void quantise(float* values, std::size_t count, float step) {
-  const float scale = 1 / step;
-  vectorised([&]() OPTIMIZER_LOOP {
-    float* value = values;
-    const std::size_t size = count;
-    const float by = scale, back = step;
-    for (std::size_t i = 0; i < size; ++i) {
-      const float steps = std::abs(value[i]) * by;
-      const float known =
-          steps < 1 ? 0 : (static_cast<float>(static_cast<std::int32_t>(steps)) + 0.5f) * back;
-      value[i] = std::copysign(known, value[i]);
-    }
-  });
-}
-
 }  // namespace optimizer::jpx

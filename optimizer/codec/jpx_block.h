@@ -55,7 +55,4 @@ class CodedBlock {
   mq::Encoder coder_;
 };
 
-// The same as coding coefficients and showing all of them.
-void quantise(float* values, std::size_t count, float step);
-
 }  // namespace optimizer::jpx

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "optimizer/codec/jpx_visibility.h"
+
 namespace optimizer {
 namespace {
 
@@ -14,6 +16,12 @@ constexpr std::uint32_t mostSide = 32768;
 constexpr double bitsOfOne = 5, reserve = 1.1, finestBase = 1.0 / 16;
 // Where it does not, the next one is finer by this at least.
 constexpr double leastChange = 0.85;
+
+jpx::BlockArea areaOf(std::vector<jpx::Samples>& components, const jpx::Band& band,
+                      const jpx::BlockPlace& place) {
+  jpx::Samples& component = components[band.component];
+  return {component.row(place.top) + place.left, component.width, place.width, place.height};
+}
 
 }  // namespace
 
@@ -28,32 +36,13 @@ Result<JpxCoding> JpxCoding::begin(const Pixels& pixels, std::size_t mostBytes) 
 JpxCoding::JpxCoding(const Pixels& pixels, std::size_t mostBytes)
     : mostBytes_(mostBytes), coefficients_(jpx::componentsOf(pixels)) {
   jpx::Layout layout = jpx::layoutOf(pixels.width(), pixels.height(), pixels.channels());
+  std::vector<float> visibility = jpx::visibilityOf(layout, coefficients_);
   for (jpx::Samples& component : coefficients_) jpx::transform(component, layout.levels);
   ones_ = reserve * static_cast<double>(mostBytes) * 8 / bitsOfOne;
-  const double base = std::max(finestBase, jpx::baseFor(layout, coefficients_, ones_));
+  const double base = std::max(finestBase, jpx::baseFor(layout, coefficients_, visibility, ones_));
   const jpx::Quantiser quantiser(base, layout.levels);
-  picture_ = std::make_unique<jpx::CodedPicture>(jpx::CodedPicture{std::move(layout), quantiser, {}});
-}
-
-jpx::BlockArea JpxCoding::areaOf(std::vector<jpx::Samples>& components, const jpx::Band& band,
-                                 std::size_t block) const {
-  const std::uint32_t x = static_cast<std::uint32_t>(block % band.blocksAcross) * jpx::blockSide,
-                      y = static_cast<std::uint32_t>(block / band.blocksAcross) * jpx::blockSide;
-  jpx::Samples& component = components[band.component];
-  return {component.row(band.top + y) + band.left + x, component.width,
-          std::min(jpx::blockSide, band.width - x), std::min(jpx::blockSide, band.height - y)};
-}
-
-Pixels JpxCoding::finest() const {
-  std::vector<jpx::Samples> components = coefficients_;
-  const jpx::Layout& layout = picture_->layout;
-  for (const jpx::Band& band : layout.bands) {
-    const float step = picture_->quantiser.stepOf(band) * static_cast<float>(1u << jpx::lowestPlaneOf(band));
-    for (std::uint32_t y = 0; y < band.height && band.width > 0; ++y)
-      jpx::quantise(components[band.component].row(band.top + y) + band.left, band.width, step);
-  }
-  for (jpx::Samples& component : components) jpx::transformBack(component, layout.levels);
-  return jpx::pixelsOf(components);
+  picture_ = std::make_unique<jpx::CodedPicture>(
+      jpx::CodedPicture{std::move(layout), quantiser, std::move(visibility), {}});
 }
 
 void JpxCoding::code() {
@@ -62,11 +51,11 @@ void JpxCoding::code() {
     picture_->blocks.clear();
     picture_->blocks.reserve(layout.blocks);
     for (const jpx::Band& band : layout.bands) {
-      const std::size_t count = std::size_t{band.blocksAcross} * band.blocksDown;
-      for (std::size_t block = 0; block < count; ++block) {
-        picture_->blocks.emplace_back(areaOf(coefficients_, band, block), band.orientation(),
-                                      picture_->quantiser.stepOf(band), jpx::lowestPlaneOf(band));
-      }
+      jpx::eachBlock(band, [&](const jpx::BlockPlace& place) {
+        picture_->blocks.emplace_back(areaOf(coefficients_, band, place), band.orientation(),
+                                      picture_->quantiser.stepOf(band),
+                                      jpx::lowestPlane(picture_->visibility[place.block]));
+      });
     }
     if (picture_->quantiser.base() <= finestBase) break;
     jpx::Cuts all;
@@ -76,17 +65,17 @@ void JpxCoding::code() {
                wanted = static_cast<double>(mostBytes_);
     if (size >= wanted) break;
     ones_ *= reserve * wanted / size;
-    const double base =
-        std::min(jpx::baseFor(layout, coefficients_, ones_), picture_->quantiser.base() * leastChange);
+    const double base = std::min(jpx::baseFor(layout, coefficients_, picture_->visibility, ones_),
+                                 picture_->quantiser.base() * leastChange);
     picture_->quantiser = jpx::Quantiser(std::max(finestBase, base), layout.levels);
   }
   coefficients_.clear();
   rate_ = std::make_unique<jpx::RateControl>(*picture_);
 }
 
-jpx::Cuts JpxCoding::cutTo(std::size_t bytes) {
+jpx::Slopes JpxCoding::slopesFor(std::size_t bytes) {
   if (!rate_) code();
-  return rate_->cutsFor(bytes);
+  return rate_->slopesFor(bytes);
 }
 
 Pixels JpxCoding::shown(const jpx::Cuts& cuts) const {
@@ -95,11 +84,10 @@ Pixels JpxCoding::shown(const jpx::Cuts& cuts) const {
   std::vector<jpx::Samples> components(layout.components,
                                        {layout.width, layout.height, std::vector<float>(size)});
   for (const jpx::Band& band : layout.bands) {
-    const std::size_t count = std::size_t{band.blocksAcross} * band.blocksDown;
-    for (std::size_t block = 0; block < count; ++block) {
-      picture_->blocks[band.firstBlock + block].show(
-          cuts[band.firstBlock + block], areaOf(components, band, block), picture_->quantiser.stepOf(band));
-    }
+    jpx::eachBlock(band, [&](const jpx::BlockPlace& place) {
+      picture_->blocks[place.block].show(cuts[place.block], areaOf(components, band, place),
+                                         picture_->quantiser.stepOf(band));
+    });
   }
   for (jpx::Samples& component : components) jpx::transformBack(component, layout.levels);
   return jpx::pixelsOf(components);

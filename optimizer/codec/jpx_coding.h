@@ -17,12 +17,14 @@ class JpxCoding {
   // asked for; finer than it takes the picture is not coded. Errors: unsupported.
   static Result<JpxCoding> begin(const Pixels& pixels, std::size_t mostBytes);
 
-  // What the coding shows where nothing is cut away, which is better than what any size up to mostBytes
-  // shows. Known before anything is coded.
-  Pixels finest() const;
-
   // What is left of the picture in at most so many bytes. A few hundred are needed for any.
-  jpx::Cuts cutTo(std::size_t bytes);
+  jpx::Cuts cutTo(std::size_t bytes) { return cutAt(slopesFor(bytes)); }
+  // The same in two steps, in between of which either slope may be made steeper: for fewer bytes, or flatter:
+  // where the picture was coded finely enough, for more.
+  jpx::Slopes slopesFor(std::size_t bytes);
+  jpx::Cuts cutAt(const jpx::Slopes& slopes) const { return rate_->cutsAt(slopes); }
+  // Bytes of the file.
+  std::size_t sizeOf(const jpx::Cuts& cuts) const { return jpx::sizeOfJp2(*picture_, cuts); }
   // Of such a cut: what a decoder shows, but for rounding, and a JP2 file.
   Pixels shown(const jpx::Cuts& cuts) const;
   EncodedImage encoded(const jpx::Cuts& cuts) const;
@@ -30,8 +32,6 @@ class JpxCoding {
  private:
   JpxCoding(const Pixels& pixels, std::size_t mostBytes);
   void code();
-  jpx::BlockArea areaOf(std::vector<jpx::Samples>& components, const jpx::Band& band,
-                        std::size_t block) const;
 
   std::size_t mostBytes_;
   double ones_ = 0;                         // coefficients that are to be coded as something else than zero

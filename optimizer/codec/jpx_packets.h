@@ -14,6 +14,7 @@ namespace optimizer::jpx {
 struct CodedPicture {
   Layout layout;
   Quantiser quantiser;
+  std::vector<float> visibility;  // of each block
   std::vector<CodedBlock> blocks;
 };
 

@@ -2,6 +2,7 @@
 // every component of the same size.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -31,6 +32,23 @@ struct Layout {
   std::vector<Band> bands;
   std::size_t blocks = 0;
 };
+
+// A block among its component's coefficients.
+struct BlockPlace {
+  std::size_t block;  // of the picture's
+  std::uint32_t left, top, width, height;
+};
+template <typename Work>
+void eachBlock(const Band& band, const Work& work) {
+  for (std::uint32_t y = 0; y < band.blocksDown; ++y) {
+    for (std::uint32_t x = 0; x < band.blocksAcross; ++x) {
+      const std::uint32_t left = x * blockSide, top = y * blockSide;
+      work(BlockPlace{band.firstBlock + std::size_t{y} * band.blocksAcross + x, band.left + left,
+                      band.top + top, std::min(blockSide, band.width - left),
+                      std::min(blockSide, band.height - top)});
+    }
+  }
+}
 
 Layout layoutOf(std::uint32_t width, std::uint32_t height, unsigned components);
 

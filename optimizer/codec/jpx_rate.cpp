@@ -5,6 +5,8 @@
 #include <bit>
 #include <cmath>
 
+#include "optimizer/codec/jpx_visibility.h"
+
 namespace optimizer::jpx {
 namespace {
 
@@ -12,36 +14,25 @@ namespace {
 constexpr unsigned binShift = 20, binsOfOctave = 8;
 constexpr int lowestOctave = -9, octaves = 20;
 
-double weightOf(const Band& band) {
-  const double norm = bandNorm(band.level, band.highAcross, band.highDown) * visibilityOf(band);
-  return norm * norm;
-}
-
 }  // namespace
 
-double visibilityOf(const Band& band) {
-  if (band.component == 0) return 1;
-  return 1;
-}
-
-unsigned lowestPlaneOf(const Band& band) {
-  return static_cast<unsigned>(std::max(0.0, std::floor(-std::log2(visibilityOf(band)))));
-}
-
-double baseFor(const Layout& layout, const std::vector<Samples>& components, double ones) {
+double baseFor(const Layout& layout, const std::vector<Samples>& components,
+               const std::vector<float>& visibility, double ones) {
   constexpr std::size_t count = std::size_t{octaves} * binsOfOctave;
   constexpr std::uint32_t lowest = (127 + lowestOctave) * binsOfOctave;
   std::array<std::uint64_t, count> bins{};
   for (const Band& band : layout.bands) {
-    const float scale =
-        std::ldexp(1 / Quantiser(1, layout.levels).stepOf(band), -static_cast<int>(lowestPlaneOf(band)));
-    for (std::uint32_t y = 0; y < band.height; ++y) {
-      const float* row = components[band.component].row(band.top + y) + band.left;
-      for (std::uint32_t x = 0; x < band.width; ++x) {
-        const std::uint32_t bin = std::bit_cast<std::uint32_t>(std::abs(row[x]) * scale) >> binShift;
-        if (bin >= lowest) ++bins[std::min<std::size_t>(bin - lowest, count - 1)];
+    const float step = Quantiser(1, layout.levels).stepOf(band);
+    eachBlock(band, [&](const BlockPlace& place) {
+      const float scale = std::ldexp(1 / step, -static_cast<int>(lowestPlane(visibility[place.block])));
+      for (std::uint32_t y = 0; y < place.height; ++y) {
+        const float* row = components[band.component].row(place.top + y) + place.left;
+        for (std::uint32_t x = 0; x < place.width; ++x) {
+          const std::uint32_t bin = std::bit_cast<std::uint32_t>(std::abs(row[x]) * scale) >> binShift;
+          if (bin >= lowest) ++bins[std::min<std::size_t>(bin - lowest, count - 1)];
+        }
       }
-    }
+    });
   }
   std::size_t bin = count;
   for (double found = 0; bin > 0 && found < ones;) found += static_cast<double>(bins[--bin]);
@@ -52,9 +43,10 @@ double baseFor(const Layout& layout, const std::vector<Samples>& components, dou
 RateControl::RateControl(const CodedPicture& picture) : picture_(picture) {
   first_.reserve(picture.blocks.size() + 1);
   for (const Band& band : picture.layout.bands) {
-    const double step = picture.quantiser.stepOf(band), weight = weightOf(band) * step * step;
+    const double norm = picture.quantiser.stepOf(band) * bandNorm(band.level, band.highAcross, band.highDown);
     const std::size_t end = band.firstBlock + std::size_t{band.blocksAcross} * band.blocksDown;
     for (std::size_t block = band.firstBlock; block < end; ++block) {
+      const double seen = norm * picture.visibility[block], weight = seen * seen;
       first_.push_back(places_.size());
       const std::vector<PassEnd>& passes = picture.blocks[block].passes();
       const auto slopeFrom = [&](std::size_t before, std::size_t to) {
@@ -86,25 +78,29 @@ RateControl::RateControl(const CodedPicture& picture) : picture_(picture) {
   }
 }
 
-Cuts RateControl::cutsAbove(float slope) const {
+Cuts RateControl::cutsAt(const Slopes& slopes) const {
   Cuts cuts(picture_.blocks.size());
-  for (std::size_t block = 0; block < cuts.size(); ++block) {
-    for (std::size_t i = first_[block]; i < first_[block + 1] && places_[i].slope >= slope; ++i)
-      cuts[block] = places_[i].passes;
+  for (const Band& band : picture_.layout.bands) {
+    const float slope = band.component == 0 ? slopes.luma : slopes.chroma;
+    eachBlock(band, [&](const BlockPlace& place) {
+      const std::size_t block = place.block;
+      for (std::size_t i = first_[block]; i < first_[block + 1] && places_[i].slope >= slope; ++i)
+        cuts[block] = places_[i].passes;
+    });
   }
   return cuts;
 }
 
-Cuts RateControl::cutsFor(std::size_t bytes) const {
-  Cuts cuts = cutsAbove(flattest_);
-  if (sizeOfJp2(picture_, cuts) <= bytes) return cuts;
+Slopes RateControl::slopesFor(std::size_t bytes) const {
+  const auto fits = [&](float slope) { return sizeOfJp2(picture_, cutsAt({slope, slope})) <= bytes; };
+  if (fits(flattest_)) return {flattest_, flattest_};
   // Floats above zero are in the order of their bits.
   auto low = std::bit_cast<std::uint32_t>(flattest_), high = std::bit_cast<std::uint32_t>(steepest_) + 1;
   while (high - low > 1) {
     const std::uint32_t middle = low + (high - low) / 2;
-    (sizeOfJp2(picture_, cutsAbove(std::bit_cast<float>(middle))) <= bytes ? high : low) = middle;
+    (fits(std::bit_cast<float>(middle)) ? high : low) = middle;
   }
-  return cutsAbove(std::bit_cast<float>(high));
+  return {std::bit_cast<float>(high), std::bit_cast<float>(high)};
 }
 
 }  // namespace optimizer::jpx

@@ -11,28 +11,31 @@
 
 namespace optimizer::jpx {
 
-// How much an error of one in a coefficient of the band is seen, as against one in the finest luma that
-// matters fully.
-double visibilityOf(const Band& band);
-// The lowest bit-plane that is worth coding where the others go down to 0.
-unsigned lowestPlaneOf(const Band& band);
-
 // The base of a quantiser that leaves about so many coefficients that are not zero. components: transformed.
-double baseFor(const Layout& layout, const std::vector<Samples>& components, double ones);
+// visibility: of each block.
+double baseFor(const Layout& layout, const std::vector<Samples>& components,
+               const std::vector<float>& visibility, double ones);
+
+// Blocks are cut where a byte no longer saves so much of the error, in squared levels weighed by visibility:
+// of the luma, and of the differences of colour.
+struct Slopes {
+  float luma = 0, chroma = 0;
+};
 
 // The places at which each block is worth cutting.
 class RateControl {
  public:
   explicit RateControl(const CodedPicture& picture);
-  // The best that takes at most so many bytes; nothing of any block where even that takes more.
-  Cuts cutsFor(std::size_t bytes) const;
+  Cuts cutsAt(const Slopes& slopes) const;
+  // With both slopes the same, the lowest with which the picture takes at most so many bytes; where none
+  // does, one that leaves nothing.
+  Slopes slopesFor(std::size_t bytes) const;
 
  private:
   struct Place {
     float slope;  // error saved for each byte since the place before; falls from place to place
     std::uint16_t passes;
   };
-  Cuts cutsAbove(float slope) const;
 
   const CodedPicture& picture_;
   std::vector<Place> places_;
