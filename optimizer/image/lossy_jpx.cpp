@@ -1,54 +1,142 @@
 #include "optimizer/image/lossy_jpx.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include "optimizer/codec/jpeg.h"
 #include "optimizer/codec/jpx.h"
+#include "optimizer/codec/jpx_coding.h"
 #include "optimizer/image/score.h"
 
 namespace optimizer {
 namespace {
 
-// The encoder does not hit a size exactly, and what is judged is what it gives.
-std::optional<EncodedImage> encoded(const Pixels& pixels, std::size_t bytes, Pixels& shown) {
-  if (bytes == 0) return std::nullopt;
-  Result<EncodedImage> image = encodeJpx(pixels, bytes);
-  if (!image) return std::nullopt;
-  Result<Pixels> decoded = decodeJpx(image->data);
-  if (!decoded) return std::nullopt;
-  shown = std::move(*decoded);
-  return std::move(*image);
+constexpr int mostTrials = 6;
+// As logarithms: how far slopes may get above those of the largest size, and that of the colours above that
+// of the luma.
+constexpr double highestSlope = 6, mostColorLead = 2;
+// Losses beyond this at the largest size cannot be made good by what the colours may spare.
+constexpr double hopeless = 1.25;
+
+double excess(double value, double floor) {
+  if (floor >= 1) return value < floor ? 2 : 0;
+  return (1 - value) / (1 - floor);
 }
+
+// What is judged in the end is what a decoder gives.
+std::optional<EncodedImage> judged(EncodedImage image, const LossJudge& judge) {
+  const Result<Pixels> decoded = decodeJpx(image.data);
+  if (!decoded || !judge(*decoded).passes()) return std::nullopt;
+  return image;
+}
+
+// Finds the slope at which a loss is just what it may be. Both as logarithms: the loss grows about like a
+// power of the slope. It is told losses and says what to try next.
+class SlopeSearch {
+ public:
+  SlopeSearch(double first, double highest) : next_(first), highest_(highest) {}
+
+  double next() const { return next_; }
+  bool everPassed() const { return passed_; }
+  double passing() const { return passing_.slope; }
+  bool done() const {
+    return passed_ && (passing_.slope >= highest_ || passing_.loss > aim - closeEnough ||
+                       (failed_ && failing_.slope - passing_.slope < closeEnough));
+  }
+
+  void tell(double loss) {
+    const Point point{next_, std::log(std::max(loss, 1e-3))};
+    if (point.loss <= 0) {
+      if (!passed_ || point.slope > passing_.slope) passing_ = point;
+      passed_ = true;
+    } else {
+      if (!failed_ || point.slope < failing_.slope) failing_ = point;
+      failed_ = true;
+    }
+    if (passed_ && failed_) {
+      const double share = (aim - passing_.loss) / (failing_.loss - passing_.loss);
+      next_ = passing_.slope + std::clamp(share, 0.1, 0.9) * (failing_.slope - passing_.slope);
+    } else {
+      next_ = std::min(highest_, point.slope + (aim - point.loss) / usualPower);
+    }
+  }
+
+ private:
+  struct Point {
+    double slope = 0, loss = 0;
+  };
+  static constexpr double aim = -0.02, closeEnough = 0.04, usualPower = 0.5;
+  double next_, highest_;
+  bool passed_ = false, failed_ = false;
+  Point passing_, failing_;
+};
 
 }  // namespace
 
-std::optional<EncodedImage> encodeJpxForLook(const Pixels& pixels, const LookTarget& target,
-                                             std::size_t bytes) {
-  Pixels picture;
-  std::optional<EncodedImage> image = encoded(pixels, bytes, picture);
-  if (!image) return std::nullopt;
-  const Viewed shown(picture);
-  if (!passes(target.view.compare(shown), target.floor)) return std::nullopt;
-  if (target.shown.compare(shown).structure < target.floor.shown) return std::nullopt;
-  if (target.closeUp.compare(shown).structure < target.floor.closeUp) return std::nullopt;
-  return image;
+Loss lossOf(const Look& look, const LookFloor& floor) {
+  const double ratio = look.chroma / std::max(floor.chroma, 0.01);
+  return {std::max({excess(look.structure, floor.structure), excess(look.busy, floor.busy),
+                    excess(look.worst, floor.worst)}),
+          look.chroma <= floor.chroma ? 0.999 * ratio : std::max(ratio, 1.001)};
 }
 
-std::optional<EncodedImage> encodeJpxLike(const Pixels& pixels, const EncodedImage& jpeg, std::size_t bytes) {
-  const Result<Pixels> wanted = decodeJpeg(jpeg.data);
-  Pixels picture;
-  std::optional<EncodedImage> image = encoded(pixels, bytes, picture);
-  if (!wanted || !image) return std::nullopt;
-  const LookReference reference(pixels, pixels.width(), pixels.height());
-  const Look least = reference.compare(*wanted), look = reference.compare(picture);
-  if (look.structure < least.structure || look.busy < least.busy || look.worst < least.worst ||
-      look.chroma > least.chroma) {
-    return std::nullopt;
+// Structure is nearly all a matter of the luma, so that the two slopes are sought beside each other.
+std::optional<EncodedImage> smallestJpx(const Pixels& pixels, std::size_t mostBytes, const LossJudge& judge) {
+  Result<JpxCoding> coding = JpxCoding::begin(pixels, mostBytes);
+  if (!coding) return std::nullopt;
+  const double first = std::log(std::max(coding->slopesFor(mostBytes).luma, 1e-20f));
+  SlopeSearch luma(first, first + highestSlope), colors(first, first + highestSlope);
+  const auto cutAt = [&](double lumaSlope, double colorSlope) {
+    return coding->cutAt({static_cast<float>(std::exp(lumaSlope)),
+                          static_cast<float>(std::exp(std::min(colorSlope, lumaSlope + mostColorLead)))});
+  };
+  for (int trial = 0; trial < mostTrials && !(luma.done() && (colors.done() || pixels.channels() == 1));
+       ++trial) {
+    const Loss loss = judge(coding->shown(cutAt(luma.next(), colors.next())));
+    if (trial == 0 && loss.structure > hopeless) return std::nullopt;
+    luma.tell(loss.structure);
+    colors.tell(loss.chroma);
   }
-  return image;
+  if (!luma.everPassed() || !colors.everPassed()) return std::nullopt;
+  // The two were not tried together, and a decoder rounds in its own way.
+  for (const double flatter : {0.0, 0.1, 0.3}) {
+    const jpx::Cuts cuts = cutAt(luma.passing() - flatter, colors.passing() - flatter);
+    if (coding->sizeOf(cuts) > mostBytes) return std::nullopt;
+    if (auto image = judged(coding->encoded(cuts), judge)) return image;
+  }
+  return std::nullopt;
 }
 
-std::optional<EncodedImage> encodeJpxOf(const Pixels& pixels, std::size_t bytes) {
-  Pixels picture;
-  return encoded(pixels, bytes, picture);
+std::optional<EncodedImage> encodeJpxForLook(const Pixels& pixels, const LookTarget& target,
+                                             std::size_t mostBytes) {
+  return smallestJpx(pixels, mostBytes, [&](const Pixels& picture) {
+    const Viewed shown(picture);
+    Loss loss = lossOf(target.view.compare(shown), target.floor);
+    const auto also = [&](const LookReference& reference, double floor) {
+      if (loss.structure <= 1)
+        loss.structure = std::max(loss.structure, excess(reference.compare(shown).structure, floor));
+    };
+    also(target.shown, target.floor.shown);
+    also(target.closeUp, target.floor.closeUp);
+    return loss;
+  });
+}
+
+std::optional<EncodedImage> encodeJpxLike(const Pixels& pixels, const EncodedImage& jpeg,
+                                          std::size_t mostBytes) {
+  const Result<Pixels> wanted = decodeJpeg(jpeg.data);
+  if (!wanted) return std::nullopt;
+  const LookReference reference(pixels, pixels.width(), pixels.height());
+  const Look least = reference.compare(*wanted);
+  const LookFloor floor{least.structure, least.busy, least.worst, least.chroma, 0, 0};
+  return smallestJpx(pixels, mostBytes,
+                     [&](const Pixels& shown) { return lossOf(reference.compare(shown), floor); });
+}
+
+std::optional<EncodedImage> encodeJpxOf(const Pixels& pixels, std::size_t mostBytes) {
+  Result<JpxCoding> coding = JpxCoding::begin(pixels, mostBytes);
+  if (!coding) return std::nullopt;
+  return judged(coding->encoded(coding->cutTo(mostBytes)), [](const Pixels&) { return Loss{}; });
 }
 
 }  // namespace optimizer

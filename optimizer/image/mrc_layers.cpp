@@ -9,6 +9,7 @@
 #include "optimizer/codec/jpeg.h"
 #include "optimizer/codec/jpx.h"
 #include "optimizer/image/lossy.h"
+#include "optimizer/image/lossy_jpx.h"
 #include "optimizer/image/mrc_plane.h"
 #include "optimizer/image/mrc_segment.h"
 #include "optimizer/image/resample.h"
@@ -183,15 +184,12 @@ void Layering::tryWavelets(EncodedImage& background, const LookReference& view) 
   if (static_cast<double>(background.data.size()) * 8 >
       fewBits * static_cast<double>(background_.pixelCount()))
     return;
-  for (double share : {0.4, 0.55, 0.7, 0.85}) {
-    const auto bytes = static_cast<std::size_t>(share * static_cast<double>(background.data.size()));
-    Result<EncodedImage> coded = encodeJpx(background_, std::max<std::size_t>(bytes, 200));
-    if (!coded || coded->cost() >= background.cost()) return;
-    const Result<Pixels> shown = decodeJpx(coded->data);
-    if (!shown || !passes(view.compare(composed(*shown)), layeredFloor)) continue;
-    background = std::move(*coded);
-    return;
-  }
+  constexpr double worthIt = 0.85;
+  const auto most = static_cast<std::size_t>(worthIt * static_cast<double>(background.data.size()));
+  std::optional<EncodedImage> coded = smallestJpx(background_, most, [&](const Pixels& shown) {
+    return lossOf(view.compare(composed(shown)), layeredFloor);
+  });
+  if (coded && coded->cost() < background.cost()) background = std::move(*coded);
 }
 
 std::optional<EncodedImage> Layering::codeBackground(const LookReference& view) {

@@ -57,7 +57,6 @@ constexpr std::size_t tinyImage = 600;
 constexpr double jpxAdvantage = 0.8;
 constexpr std::size_t leastForJpx = 8000;
 constexpr double losslessJpxAdvantage = 0.9;
-constexpr int mostJpxSteps = 3;
 // Bytes of samples: its encoder takes more than ten times as much memory.
 constexpr std::size_t mostForJpx = std::size_t{9} << 20;
 
@@ -379,15 +378,10 @@ void Recoding::offerJpx(const LookTarget* target, const Pixels& pixels,
     if (image) choice_.offer({std::move(*image), {}, {}, false});
     return;
   }
-  auto bytes = static_cast<double>(jpeg->data.size());
-  for (int step = 0; step < mostJpxSteps; ++step) {
-    bytes *= jpxAdvantage;
-    const auto whole = static_cast<std::size_t>(bytes);
-    std::optional<EncodedImage> image =
-        target != nullptr ? encodeJpxForLook(pixels, *target, whole) : encodeJpxLike(pixels, *jpeg, whole);
-    if (!image) return;
-    choice_.offer({std::move(*image), {}, {}, false});
-  }
+  const auto most = static_cast<std::size_t>(jpxAdvantage * static_cast<double>(jpeg->data.size()));
+  std::optional<EncodedImage> image =
+      target != nullptr ? encodeJpxForLook(pixels, *target, most) : encodeJpxLike(pixels, *jpeg, most);
+  if (image) choice_.offer({std::move(*image), {}, {}, false});
 }
 
 // Most of the colours of charts and screenshots are shades of edges, which a small palette holds as well. Fewer
