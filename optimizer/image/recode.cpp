@@ -14,26 +14,15 @@
 #include "optimizer/image/codec_rules.h"
 #include "optimizer/image/decode.h"
 #include "optimizer/image/dither.h"
+#include "optimizer/image/hidden.h"
+#include "optimizer/image/look.h"
 #include "optimizer/image/lossy.h"
 #include "optimizer/image/lossy_jpx.h"
-#include "optimizer/image/mrc_plane.h"
 #include "optimizer/image/quantize.h"
 #include "optimizer/image/resample.h"
-#include "optimizer/image/score.h"
 
 namespace optimizer {
 namespace {
-
-// What the perceptual quality holds: pictures at normal viewing size pass for the original. Masks shape
-// edges, so they are held higher; so are charts and screenshots, where the eye expects clean flat colours.
-constexpr LookFloor pictureFloor = {0.955, 0.945, 0.66, 2.8, 0.955, 0.87};
-constexpr LookFloor syntheticFloor = {0.985, 0.965, 0.85, 3.0, 0.955, 0.95};
-constexpr LookFloor maskFloor = {0.985, 0.965, 0.80, 3.0, 0.955, 0.95};
-
-// An image that takes up less of the page than this may lose a little more of what viewers show at reduced
-// size.
-constexpr double smallCoverage = 0.4;
-constexpr double smallShown = 0.015;
 
 // What resampling alone must leave above the floor of `shown`, for the coding that comes after.
 constexpr double codingReserve = 0.012;
@@ -83,54 +72,6 @@ Size targetSize(const ImageJob& job, const Resampling& wanted, double finer = 1)
   return {sideFor(whole.width, job.dpiX, resolution), sideFor(whole.height, job.dpiY, resolution)};
 }
 
-std::uint32_t viewSide(std::uint32_t side, double dpi) {
-  if (dpi <= viewingDpi) return side;
-  return std::max(1u, static_cast<std::uint32_t>(std::lround(side * viewingDpi / dpi)));
-}
-
-// The original as it is looked at, prepared once.
-struct Views {
-  Views(const Pixels& original, const ImageJob& job)
-      : area(original, viewSide(job.source.width, job.dpiX), viewSide(job.source.height, job.dpiY)),
-        blocks(original, viewSide(job.source.width, job.dpiX), viewSide(job.source.height, job.dpiY),
-               Reduction::blocks) {}
-  LookReference area, blocks;
-};
-
-bool looksRight(const Views& views, const Pixels& candidate, const LookFloor& floor) {
-  const Viewed shown(candidate);
-  return passes(views.area.compare(shown), floor) && views.blocks.compare(shown).structure >= floor.shown;
-}
-
-// Gives pixels where alpha is 0 the colour that is most frequent elsewhere: flat areas stay flat.
-void fillHiddenFlat(Pixels& pixels, const Pixels& alpha) {
-  const unsigned channels = pixels.channels();
-  const auto binOf = [channels](const std::uint8_t* sample) {
-    std::size_t bin = 0;
-    for (unsigned c = 0; c < std::min(channels, 3u); ++c) bin = bin << 4 | sample[c] >> 4;
-    return bin;
-  };
-  std::vector<std::uint32_t> bins(4096);
-  const std::uint8_t* sample = pixels.samples().data();
-  for (std::size_t i = 0; i < pixels.pixelCount(); ++i, sample += channels)
-    if (alpha.samples()[i] != 0) ++bins[binOf(sample)];
-  const auto fullest = static_cast<std::size_t>(std::max_element(bins.begin(), bins.end()) - bins.begin());
-  // Of the colours in the fullest bin, the one that outweighs all others if there is one (Boyer, Moore 1981).
-  Bytes color(channels);
-  std::uint32_t votes = 0;
-  sample = pixels.samples().data();
-  for (std::size_t i = 0; i < pixels.pixelCount(); ++i, sample += channels) {
-    if (alpha.samples()[i] == 0 || binOf(sample) != fullest) continue;
-    if (votes == 0) color.assign(sample, sample + channels);
-    votes += std::equal(color.begin(), color.end(), sample) ? 1 : ~std::uint32_t{0};
-  }
-  for (std::size_t i = 0; i < pixels.pixelCount(); ++i) {
-    if (alpha.samples()[i] != 0) continue;
-    std::copy(color.begin(), color.end(),
-              pixels.samples().begin() + static_cast<std::ptrdiff_t>(i * channels));
-  }
-}
-
 // Everything that may be done to the pixels of one image, after decoding.
 class Recoding {
  public:
@@ -168,7 +109,6 @@ class Recoding {
   bool offerLossy(const Views* views, const Pixels& pixels, const ImageFacts& facts);
   void offerFewerColors(const Pixels& pixels, const ImageFacts& facts, const LookTarget& target,
                         const Views& views);
-  LookFloor floorFor(const ImageFacts& facts) const;
   void offerJpx(const LookTarget* target, const Pixels& pixels, const std::optional<EncodedImage>& jpeg);
   void offerLosslessJpx(const Pixels& pixels);
   void bitonalImage(const Pixels& pixels);
@@ -308,14 +248,6 @@ void Recoding::offerLosslessJpx(const Pixels& pixels) {
   choice_.offer({std::move(*image), {}, {}, false});
 }
 
-LookFloor Recoding::floorFor(const ImageFacts& facts) const {
-  LookFloor floor = job_.role == ImageRole::softMask                           ? maskFloor
-                    : facts.kind == ImageClass::synthetic || job_.unlikeDevice ? syntheticFloor
-                                                                               : pictureFloor;
-  if (job_.pageCoverage < smallCoverage) floor.shown -= smallShown;
-  return floor;
-}
-
 // views: of the original; null where the quality is a plain number.
 bool Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageFacts& facts) {
   const ColorKind kind = pixels.kind();
@@ -348,7 +280,7 @@ bool Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageF
   }
   const LookReference closeUp(pixels, pixels.width(), pixels.height(), Reduction::blocks);
   const bool synthetic = facts.kind == ImageClass::synthetic;
-  const LookFloor floor = floorFor(facts);
+  const LookFloor floor = floorFor(job_, facts);
   const LookTarget target{views->area, views->blocks, closeUp, floor};
   if (synthetic && job_.role == ImageRole::picture && !job_.preblended &&
       mayDeflate(rules_.indexed(Codec::flate)) && (kind == ColorKind::rgb || kind == ColorKind::grey)) {
@@ -424,29 +356,14 @@ Pixels Recoding::reduced(const Pixels& pixels, const ImageFacts& facts, Size siz
   return resample(pixels, size.width, size.height);
 }
 
-// Reads the soft mask of the same size, and gives what it hides the colours of what is seen around it: the
-// look is the same, there is less to code, and edges are judged by what shows.
+// Reads the soft mask of the same size, and fills what it hides where that is worth its time.
 bool Recoding::fillHidden(Pixels& pixels, const ImageFacts& facts) {
   if (!job_.softMask || job_.softMask->width != pixels.width() || job_.softMask->height != pixels.height())
     return false;
   Result<Pixels> mask = decodeImage(*job_.softMask);
   if (!mask || mask->channels() != 1 || mask->kind() != ColorKind::grey) return false;
   alpha_ = expandTo8Bits(*mask);
-  if (pixels.pixelCount() > mostFilled ||
-      std::find(alpha_.samples().begin(), alpha_.samples().end(), 0) == alpha_.samples().end()) {
-    return false;
-  }
-  if (facts.kind == ImageClass::synthetic) {
-    fillHiddenFlat(pixels, alpha_);
-    return true;
-  }
-  for (unsigned c = 0; c < pixels.channels(); ++c) {
-    WeightedPlane plane{channelOf(pixels, c), channelOf(alpha_, 0)};
-    for (float& weight : plane.weights.values) weight = weight > 0 ? 1.0f : 0.0f;
-    fillGaps(plane);
-    putChannel(plane.values, pixels, c);
-  }
-  return true;
+  return pixels.pixelCount() <= mostFilled && fillUnderMask(pixels, alpha_, facts.kind == ImageClass::synthetic);
 }
 
 void Recoding::tonedImage(Pixels pixels) {
@@ -486,7 +403,7 @@ void Recoding::tonedImage(Pixels pixels) {
     ImageFacts smallerFacts = measureImage(smaller);
     if (facts.kind == ImageClass::synthetic) smallerFacts.kind = ImageClass::synthetic;
     if (judge != nullptr) {
-      LookFloor floor = floorFor(smallerFacts);
+      LookFloor floor = floorFor(job_, smallerFacts);
       floor.shown += codingReserve;
       if (!looksRight(*judge, smaller, floor)) continue;
     }

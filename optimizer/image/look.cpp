@@ -1,0 +1,45 @@
+#include "optimizer/image/look.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace optimizer {
+namespace {
+
+constexpr LookFloor pictureFloor = {0.955, 0.945, 0.66, 2.8, 0.955, 0.87};
+// Charts and screenshots, where the eye expects clean flat colours.
+constexpr LookFloor syntheticFloor = {0.985, 0.965, 0.85, 3.0, 0.955, 0.95};
+
+// An image that takes up less of the page than this may lose a little more of what viewers show at reduced
+// size.
+constexpr double smallCoverage = 0.4;
+constexpr double smallShown = 0.015;
+
+std::uint32_t viewSide(std::uint32_t side, double dpi) {
+  if (dpi <= viewingDpi) return side;
+  return std::max(1u, static_cast<std::uint32_t>(std::lround(side * viewingDpi / dpi)));
+}
+
+}  // namespace
+
+const LookFloor maskFloor = {0.985, 0.965, 0.80, 3.0, 0.955, 0.95};
+
+LookFloor floorFor(const ImageJob& job, const ImageFacts& facts) {
+  LookFloor floor = job.role == ImageRole::softMask                           ? maskFloor
+                    : facts.kind == ImageClass::synthetic || job.unlikeDevice ? syntheticFloor
+                                                                              : pictureFloor;
+  if (job.pageCoverage < smallCoverage) floor.shown -= smallShown;
+  return floor;
+}
+
+Views::Views(const Pixels& original, const ImageJob& job)
+    : area(original, viewSide(job.source.width, job.dpiX), viewSide(job.source.height, job.dpiY)),
+      blocks(original, viewSide(job.source.width, job.dpiX), viewSide(job.source.height, job.dpiY),
+             Reduction::blocks) {}
+
+bool looksRight(const Views& views, const Pixels& candidate, const LookFloor& floor) {
+  const Viewed shown(candidate);
+  return passes(views.area.compare(shown), floor) && views.blocks.compare(shown).structure >= floor.shown;
+}
+
+}  // namespace optimizer
