@@ -24,6 +24,8 @@ inline constexpr std::size_t kObjects = 8'388'607;  // ISO 32000-1, Annex C
 // Values in object streams: so many, and so many more for each byte of the file. Structure trees have one a byte or two.
 inline constexpr std::uint64_t kValuesFree = 4'000'000;
 inline constexpr std::uint64_t kValuesPerByte = 4;
+// Entries of the cross-reference table: so many, and one more for each byte of the file.
+inline constexpr std::size_t kEntriesFree = 1'000'000;
 // Stack of the thread that opens and saves: the PDF library follows some chains of objects by recursion.
 inline constexpr std::size_t kStackBytes = std::size_t{512} << 20;
 

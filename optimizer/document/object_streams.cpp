@@ -71,7 +71,10 @@ std::uint64_t countValues(ByteView object, std::uint64_t most) {
 }
 
 Status checkObjectStreams(QPDF& pdf, std::uint64_t fileBytes) {
+  const Error tooLarge{ErrorKind::limit, "The PDF's objects expand beyond what can be handled"};
   const auto table = pdf.getXRefTable();
+  // Each would become an object, also where the file has none.
+  if (table.size() > limits::kEntriesFree + fileBytes) return tooLarge;
   std::set<int> streams;
   for (const auto& [object, entry] : table) {
     if (entry.getType() == 2) streams.insert(entry.getObjStreamNumber());
@@ -86,7 +89,7 @@ Status checkObjectStreams(QPDF& pdf, std::uint64_t fileBytes) {
     const Result<Bytes> data = decodedStreamData(stream);
     if (data.ok()) values += valuesOf(*data, stream, allowed - values);
     if (values >= allowed || (!data.ok() && data.error().kind == ErrorKind::limit)) {
-      return Error{ErrorKind::limit, "The PDF's objects expand beyond what can be handled"};
+      return tooLarge;
     }
   }
   return {};

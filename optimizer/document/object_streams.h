@@ -17,8 +17,9 @@ std::uint64_t valuesAllowed(std::uint64_t fileBytes);
 // The values of the object at the beginning of the bytes, itself and what is in it; counted up to a limit.
 std::uint64_t countValues(ByteView object, std::uint64_t most);
 
-// Refuses a document whose object streams hold more values than are allowed. The cross-reference table must
-// have been read, and no object. Errors: limit.
+// Refuses a document whose object streams hold more values than are allowed, or whose cross-reference table
+// has far more entries than its file could have objects. The table must have been read, and no object.
+// Errors: limit.
 Status checkObjectStreams(QPDF& pdf, std::uint64_t fileBytes);
 
 }  // namespace optimizer

@@ -85,6 +85,30 @@ TEST(ObjectStreams, MayNotExpandIntoCountlessValuesWithoutATableEither) {
   EXPECT_TRUE((*document)->pdf().getObject(5, 0).isNull());
 }
 
+TEST(CrossReferences, MayNotNameCountlessObjectsThatAreNotThere) {
+  TempDir folder;
+  std::string file = "%PDF-1.5\n";
+  std::string rows = bytes(0, 4);
+  const char* const objects[] = {"<< /Type /Catalog /Pages 2 0 R >>",
+                                 "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
+                                 "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 99 99] >>"};
+  for (int i = 0; i < 3; ++i) {
+    rows += bytes(1, 1) + bytes(file.size(), 2) + bytes(0, 1);
+    file += std::to_string(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
+  }
+  const std::string table = bytes(1, 1) + bytes(file.size(), 2) + bytes(0, 1);
+  const std::string data =
+      testing::deflate(rows + table + repeated(bytes(2, 1) + bytes(9, 2) + bytes(0, 1), 1'500'000));
+  const std::string start = std::to_string(file.size());
+  file += "4 0 obj\n<< /Type /XRef /W [1 2 1] /Size 1500005 /Root 1 0 R /Filter /FlateDecode /Length " +
+          std::to_string(data.size()) + " >>\nstream\n" + data + "\nendstream\nendobj\nstartxref\n" + start +
+          "\n%%EOF\n";
+  testing::writeFile(folder.file("x.pdf"), file);
+  const auto document = Document::open(folder.file("x.pdf"), "");
+  ASSERT_FALSE(document.ok());
+  EXPECT_EQ(document.error().kind, ErrorKind::limit);
+}
+
 TEST(ObjectStreams, MayHoldLongTexts) {
   TempDir folder;
   const std::string path = folder.file("x.pdf");
