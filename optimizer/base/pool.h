@@ -56,7 +56,7 @@ class WorkerPool {
   const std::function<void(std::size_t)>* task_ = nullptr;
   const std::function<std::size_t(std::size_t)>* cost_ = nullptr;
   std::size_t next_ = 0, count_ = 0, running_ = 0, held_ = 0;
-  std::size_t budget_ = std::size_t{128} << 20;
+  std::size_t budget_ = std::size_t{160} << 20;
   std::deque<Half*> halves_;  // that no thread has taken yet
   bool stop_ = false;
 };

@@ -1,7 +1,7 @@
 #include "optimizer/content/spelling.h"
 
+#include <charconv>
 #include <cmath>
-#include <cstdio>
 
 namespace optimizer::content {
 namespace {
@@ -65,8 +65,9 @@ void appendRounded(const Token& number, int decimals, std::string& out) {
     return;
   }
   char rounded[32];
-  const int length = std::snprintf(rounded, sizeof rounded, "%.*f", decimals, number.value);
-  appendTrimmed({rounded, static_cast<std::size_t>(length)}, out);
+  const std::to_chars_result end =
+      std::to_chars(rounded, rounded + sizeof rounded, number.value, std::chars_format::fixed, decimals);
+  appendTrimmed({rounded, static_cast<std::size_t>(end.ptr - rounded)}, out);
 }
 
 void appendLiteral(std::string_view bytes, std::string& out) {

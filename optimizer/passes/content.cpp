@@ -46,9 +46,11 @@ struct Job {
 
 // Shorter text may pack worse: what counts is what the file will hold.
 bool worthwhile(const Job& job) {
-  constexpr int level = 7;
+  constexpr int level = 6;
   const ByteView after(reinterpret_cast<const std::uint8_t*>(job.after->data()), job.after->size());
-  return deflate(after, level).size() < deflate(job.before, level).size() + (job.streams.size() > 1 ? 32 : 0);
+  std::size_t packed = 0, packedBefore = 0;
+  inParallel([&] { packed = deflate(after, level).size(); }, [&] { packedBefore = deflate(job.before, level).size(); });
+  return packed < packedBefore + (job.streams.size() > 1 ? 32 : 0);
 }
 
 QPDFObjectHandle entry(QPDFObjectHandle dictionary, const char* key) {

@@ -10,7 +10,6 @@
 // Objects whose identity matters (identity.h) never take part.
 #include <algorithm>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -44,9 +43,6 @@ class Merger {
       mayMerge_.push_back(!identity.has(objects_[i]));
     }
     users_.resize(objects_.size());
-    for (Index i = 0; i < objects_.size(); ++i) {
-      eachReference(objects_[i], 0, [&](Index target) { users_[target].push_back(i); });
-    }
   }
 
   // How many objects others stand for now.
@@ -59,7 +55,7 @@ class Merger {
     for (int round = 0; round < kRounds && !open.empty(); ++round) {
       std::vector<Index> gone;
       for (Index i : open) {
-        if (stands_[i] == i && mergeOne(i)) gone.push_back(i);
+        if (stands_[i] == i && mergeOne(i, round == 0)) gone.push_back(i);
       }
       merged += gone.size();
       open.clear();
@@ -84,21 +80,9 @@ class Merger {
   }
 
  private:
-  void eachReference(QPDFObjectHandle object, int depth, const std::function<void(Index)>& visit) {
-    if (depth > limits::kNesting) return;
-    forEachChild(object, [&](QPDFObjectHandle& child) {
-      if (child.isIndirect()) {
-        const auto found = indexOf_.find(keyOf(child));
-        if (found != indexOf_.end()) visit(found->second);
-      } else {
-        eachReference(child, depth + 1, visit);
-      }
-    });
-  }
-
   // Looks for an object with the same bytes; when there is one, it stands for this one.
-  bool mergeOne(Index i) {
-    const std::string bytes = spell(i);
+  bool mergeOne(Index i, bool first) {
+    const std::string bytes = spell(i, first ? &users_ : nullptr);
     const std::uint64_t hash = hashOf(bytes);
     std::vector<Index>& same = byHash_[hash];
     for (Index other : same) {
@@ -120,27 +104,40 @@ class Merger {
     hashes_.erase(hash);
   }
 
-  std::string spell(Index i) {
-    std::string out;
+  // users: takes i for each object that it refers to, where that is not null.
+  std::string spell(Index i, std::vector<std::vector<Index>>* users = nullptr) {
+    Spelling spelling{i, users, {}};
     QPDFObjectHandle object = objects_[i];
     if (object.isStream()) {
-      out += 'S';
-      spellDictionary(object.getDict(), out, 0, true);
+      spelling.out += 'S';
+      spellDictionary(object.getDict(), spelling, 0, true);
     } else {
-      spellValue(object, out, 0, true);
+      spellValue(object, spelling, 0, true);
     }
-    return out;
+    return std::move(spelling.out);
   }
 
-  void spellValue(QPDFObjectHandle value, std::string& out, int depth, bool top) {
+  struct Spelling {
+    Index of;
+    std::vector<std::vector<Index>>* users;
+    std::string out;
+  };
+
+  void spellValue(QPDFObjectHandle value, Spelling& to, int depth, bool top) {
+    std::string& out = to.out;
     if (!top && value.isIndirect()) {
       const auto found = indexOf_.find(keyOf(value));
-      out += found == indexOf_.end() ? "n" : "R" + std::to_string(standsFor(found->second)) + " ";
+      if (found == indexOf_.end()) {
+        out += 'n';
+        return;
+      }
+      if (to.users != nullptr) (*to.users)[found->second].push_back(to.of);
+      out += "R" + std::to_string(standsFor(found->second)) + " ";
     } else if (value.isDictionary() && depth < limits::kNesting) {
-      spellDictionary(value, out, depth, false);
+      spellDictionary(value, to, depth, false);
     } else if (value.isArray() && depth < limits::kNesting) {
       out += '[';
-      for (const QPDFObjectHandle& item : value.getArrayAsVector()) spellValue(item, out, depth + 1, false);
+      forEachChild(value, [&](QPDFObjectHandle& item) { spellValue(item, to, depth + 1, false); });
       out += ']';
     } else if (value.isString()) {
       const std::string text = value.getStringValue();
@@ -151,15 +148,15 @@ class Merger {
     }
   }
 
-  void spellDictionary(QPDFObjectHandle dictionary, std::string& out, int depth, bool ofStream) {
-    out += '<';
+  void spellDictionary(QPDFObjectHandle dictionary, Spelling& to, int depth, bool ofStream) {
+    to.out += '<';
     for (const auto& [key, value] : dictionary.getDictAsMap()) {
       if (ofStream && key == "/Length") continue;
-      out += key;
-      out += ' ';
-      spellValue(value, out, depth + 1, false);
+      to.out += key;
+      to.out += ' ';
+      spellValue(value, to, depth + 1, false);
     }
-    out += '>';
+    to.out += '>';
   }
 
   bool sameStream(Index a, Index b) {
