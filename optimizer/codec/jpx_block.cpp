@@ -354,10 +354,11 @@ CodedBlock::CodedBlock(const BlockArea& area, Orientation orientation, float ste
 }
 
 void CodedBlock::show(std::size_t passes, const BlockArea& area, float step) const {
-  for (unsigned y = 0; y < area.height; ++y) std::fill_n(area.at + y * area.stride, area.width, 0.0f);
   if (passes == 0) return;
   // The highest plane has one pass, the others three.
   const unsigned lowest = planes() - 1 - static_cast<unsigned>((passes + 1) / 3), kind = (passes + 1) % 3;
+  const float steps[] = {std::ldexp(step, static_cast<int>(lowest)),
+                         std::ldexp(step, static_cast<int>(lowest) + 1)};
   BitSet significant;
   const BitSet inside = insideOf(area.width, area.height);
   const auto stripesUsed = (area.height + 3) / 4, wordsUsed = (area.width + 15) / 16;
@@ -377,11 +378,11 @@ void CodedBlock::show(std::size_t passes, const BlockArea& area, float step) con
       }
       for (std::uint64_t next = before | (known & bits); next != 0; next &= next - 1) {
         const auto bit = static_cast<unsigned>(std::countr_zero(next));
-        const unsigned last = (known >> bit & 1) != 0 ? lowest : lowest + 1;
+        const unsigned unknown = (known >> bit & 1) != 0 ? 0 : 1;
         std::uint64_t magnitude = 0;
-        for (unsigned plane = planes(); plane-- > last;)
+        for (unsigned plane = planes(); plane-- > lowest + unknown;)
           magnitude = magnitude << 1 | (planes_[plane][word] >> bit & 1);
-        const float value = std::ldexp(static_cast<float>(magnitude) + 0.5f, static_cast<int>(last)) * step;
+        const float value = (static_cast<float>(magnitude) + 0.5f) * steps[unknown];
         area.at[(s * 4 + (bit & 3)) * area.stride + w * 16 + (bit >> 2)] =
             (negative_[word] >> bit & 1) != 0 ? -value : value;
       }

@@ -44,7 +44,8 @@ class CodedBlock {
   const std::vector<PassEnd>& passes() const { return passes_; }
   // The code of the first passes, one at least.
   Bytes code(std::size_t passes) const { return coder_.endedAt(passes_[passes - 1].cut); }
-  // What a decoder makes of the first passes, 0 for none (Annex E.1, reconstruction in the middle).
+  // What a decoder makes of the first passes, 0 for none (Annex E.1, reconstruction in the middle). Zeros are
+  // not written: they must be there.
   void show(std::size_t passes, const BlockArea& area, float step) const;
 
  private:

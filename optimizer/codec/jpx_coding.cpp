@@ -69,7 +69,6 @@ void JpxCoding::code() {
                                  picture_->quantiser.base() * leastChange);
     picture_->quantiser = jpx::Quantiser(std::max(finestBase, base), layout.levels);
   }
-  coefficients_.clear();
   rate_ = std::make_unique<jpx::RateControl>(*picture_);
 }
 
@@ -78,11 +77,11 @@ jpx::Slopes JpxCoding::slopesFor(std::size_t bytes) {
   return rate_->slopesFor(bytes);
 }
 
-Pixels JpxCoding::shown(const jpx::Cuts& cuts) const {
+Pixels JpxCoding::shown(const jpx::Cuts& cuts) {
   const jpx::Layout& layout = picture_->layout;
-  const std::size_t size = std::size_t{layout.width} * layout.height;
-  std::vector<jpx::Samples> components(layout.components,
-                                       {layout.width, layout.height, std::vector<float>(size)});
+  std::vector<jpx::Samples>& components = coefficients_;
+  for (jpx::Samples& component : components)
+    std::fill(component.values.begin(), component.values.end(), 0.0f);
   for (const jpx::Band& band : layout.bands) {
     jpx::eachBlock(band, [&](const jpx::BlockPlace& place) {
       picture_->blocks[place.block].show(cuts[place.block], areaOf(components, band, place),

@@ -26,7 +26,7 @@ class JpxCoding {
   // Bytes of the file.
   std::size_t sizeOf(const jpx::Cuts& cuts) const { return jpx::sizeOfJp2(*picture_, cuts); }
   // Of such a cut: what a decoder shows, but for rounding, and a JP2 file.
-  Pixels shown(const jpx::Cuts& cuts) const;
+  Pixels shown(const jpx::Cuts& cuts);
   EncodedImage encoded(const jpx::Cuts& cuts) const;
 
  private:
@@ -35,7 +35,7 @@ class JpxCoding {
 
   std::size_t mostBytes_;
   double ones_ = 0;                         // coefficients that are to be coded as something else than zero
-  std::vector<jpx::Samples> coefficients_;  // until they are coded
+  std::vector<jpx::Samples> coefficients_;  // once they are coded, room for those that are shown
   std::unique_ptr<jpx::CodedPicture> picture_;
   std::unique_ptr<jpx::RateControl> rate_;
 };
