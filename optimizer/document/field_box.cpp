@@ -43,18 +43,18 @@ std::string rectangle(double left, double bottom, double width, double height) {
   return text;
 }
 
-// Four arcs.
-std::string oval(double left, double bottom, double width, double height) {
+// Four arcs of the largest circle in the middle.
+std::string circle(double left, double bottom, double width, double height) {
   constexpr double kArc = 0.5523;
-  const double x = left + width / 2, y = bottom + height / 2, a = width / 2, b = height / 2;
+  const double x = left + width / 2, y = bottom + height / 2, r = std::min(width, height) / 2;
   char text[200];
-  std::snprintf(text, sizeof text, "%.3f %.3f m ", x + a, y);
+  std::snprintf(text, sizeof text, "%.3f %.3f m ", x + r, y);
   std::string out = text;
   const double turns[][2] = {{1, 0}, {0, 1}, {-1, 0}, {0, -1}};
   for (const auto& [c, s] : turns) {
-    std::snprintf(text, sizeof text, "%.3f %.3f %.3f %.3f %.3f %.3f c ", x + a * (c - s * kArc),
-                  y + b * (s + c * kArc), x + a * (c * kArc - s), y + b * (s * kArc + c), x - a * s,
-                  y + b * c);
+    std::snprintf(text, sizeof text, "%.3f %.3f %.3f %.3f %.3f %.3f c ", x + r * (c - s * kArc),
+                  y + r * (s + c * kArc), x + r * (c * kArc - s), y + r * (s * kArc + c), x - r * s,
+                  y + r * c);
     out += text;
   }
   return out;
@@ -88,7 +88,7 @@ std::optional<FieldBox> fieldBoxOf(QPDFObjectHandle widget) {
 }
 
 std::string fieldBoxContent(const FieldBox& box, bool round) {
-  const auto shape = round ? oval : rectangle;
+  const auto shape = round ? circle : rectangle;
   std::string content;
   if (!box.fill.empty()) content += box.fill + shape(0, 0, box.width, box.height) + "f\n";
   if (box.border > 0) {

@@ -19,7 +19,7 @@ struct FieldBox {
 // it looks.
 std::optional<FieldBox> fieldBoxOf(QPDFObjectHandle widget);
 
-// Operators that draw background and border from (0, 0), as an oval where it is round.
+// Operators that draw background and border from (0, 0), as a circle where it is round.
 std::string fieldBoxContent(const FieldBox& box, bool round = false);
 
 // A form XObject of the widget's size, turned as the widget is; fonts: its Font resources.

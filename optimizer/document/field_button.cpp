@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "optimizer/document/field_box.h"
+#include "optimizer/document/field_text.h"
 #include "optimizer/document/free_text.h"
 
 namespace optimizer {
@@ -42,11 +43,13 @@ QPDFObjectHandle drawFieldButton(QPDF& pdf, QPDFObjectHandle widget, const Field
     asked.replaceKey("/DA", QPDFObjectHandle::newString(button.defaultAppearance));
     // A circle in a circle is a dot.
     const double room = std::min(box->width, box->height) - 2 * box->border;
-    const double size = std::max(room, 1.0) * (button.radio && mark.letter == 'l' ? 0.7 : 1);
+    const double fitting = std::max(room, 1.0) * (button.radio && mark.letter == 'l' ? 0.7 : 1);
+    const TextStyle style = textStyleOf(asked, QPDFObjectHandle::newNull());
+    const double size = namesSize(button.defaultAppearance) ? style.size : fitting;
     char text[160];
     std::snprintf(text, sizeof text, "BT\n/F %.3f Tf\n%.3f %.3f Td (%c) Tj\nET\nQ\n", size,
                   (box->width - mark.width * size) / 2, box->height / 2 - kMiddle * size, mark.letter);
-    content += "q\n" + textStyleOf(asked, QPDFObjectHandle::newNull()).color + text;
+    content += "q\n" + style.color + text;
   }
   if (content.empty()) return QPDFObjectHandle::newNull();
   return fieldForm(pdf, *box, content, "<< /F << /Type /Font /Subtype /Type1 /BaseFont /ZapfDingbats >> >>");

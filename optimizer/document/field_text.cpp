@@ -13,11 +13,6 @@ namespace {
 
 constexpr double kLineHeight = 1.15, kAscent = 0.9;  // of the size
 
-bool namesSize(const std::string& appearance) {
-  // A size of 0 asks the viewer to choose.
-  return appearance.find(" 0 Tf") == std::string::npos && appearance.find("Tf") != std::string::npos;
-}
-
 std::string numbers(double x, double y) {
   char text[96];
   std::snprintf(text, sizeof text, "%.3f %.3f ", x, y);
@@ -57,6 +52,11 @@ std::string textInComb(const FieldText& text, const TextStyle& style, double wid
 }
 
 }  // namespace
+
+bool namesSize(const std::string& appearance) {
+  // A size of 0 asks the viewer to choose.
+  return appearance.find(" 0 Tf") == std::string::npos && appearance.find("Tf") != std::string::npos;
+}
 
 QPDFObjectHandle drawFieldText(QPDF& pdf, QPDFObjectHandle widget, const FieldText& text,
                                QPDFObjectHandle fonts) {

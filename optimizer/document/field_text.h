@@ -19,4 +19,7 @@ struct FieldText {
 QPDFObjectHandle drawFieldText(QPDF& pdf, QPDFObjectHandle widget, const FieldText& text,
                                QPDFObjectHandle fonts);
 
+// True of a default appearance that says how large the text is.
+bool namesSize(const std::string& appearance);
+
 }  // namespace optimizer

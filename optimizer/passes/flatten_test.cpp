@@ -192,6 +192,8 @@ TEST(Flatten, DrawsButtonsThatHaveNoAppearance) {
       {"/AS /Yes /MK << /BG [0 1 0] /CA (8) >> /DA (/ZaDb 0 Tf 0 0 1 rg)", {"0.000 1.000 0.000 rg", "0 0 1 rg", "(8) Tj", mark}, {"RG"}},
       {"/V /Yes", {"(4) Tj", mark}, {" re"}},
       {"/Ff 32768 /AS /a /MK << /BC [0] >>", {"(l) Tj", " c "}, {" re"}},
+      {"/AS /Yes /DA (/ZaDb 9 Tf)", {"/F 9.000 Tf"}, {}},
+      {"/Ff 32768 /AS /Off /MK << /BG [0] >>", {"30.000 10.000 m 30.000 "}, {}},
       {"/Ff 32768 /V /a /MK << /BC [0] >>", {" c "}, {"Tj"}},
       {"/Ff 65536 /MK << /BC [0] /CA (Send) >> /DA (/Helv 10 Tf)", {" re S", "(Send) Tj"}, {mark}},
       // A state without an appearance beside one that has one.
