@@ -57,7 +57,6 @@ constexpr Predefined predefined[] = {
 };
 
 constexpr int maxChain = 8;
-constexpr std::size_t maxCMapBytes = std::size_t{32} << 20;
 
 std::optional<CodespaceRange> makeRange(const std::string& low, const std::string& high) {
   if (low.empty() || low.size() > 4 || low.size() != high.size()) {
@@ -149,7 +148,7 @@ bool addFrom(QPDFObjectHandle encoding, Codespace& codespace, int depth) {
   if (!base.isNull() && !addFrom(base, codespace, depth + 1)) {
     return false;
   }
-  const Result<Bytes> program = decodedStream(encoding, maxCMapBytes);
+  const Result<Bytes> program = decodedStream(encoding, kMaxCMapBytes);
   return program.ok() && addEmbedded(*program, codespace);
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -20,6 +21,9 @@ struct CodespaceRange {
   std::array<std::uint8_t, 4> low{};
   std::array<std::uint8_t, 4> high{};
 };
+
+// Larger CMaps are not read: every font that has one reads it. Those of whole scripts take half a megabyte.
+inline constexpr std::size_t kMaxCMapBytes = std::size_t{4} << 20;
 
 class Codespace {
  public:

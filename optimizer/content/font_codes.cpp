@@ -4,12 +4,19 @@
 
 namespace optimizer::content {
 
-FontCodes::FontCodes(QPDFObjectHandle font) : font_(font) {
+FontCodes::FontCodes(QPDFObjectHandle font, Codespaces& known) : font_(font) {
   QPDFObjectHandle subtype = font.isDictionary() ? font.getKey("/Subtype") : QPDFObjectHandle::newNull();
   composite_ = subtype.isName() && subtype.getName() == "/Type0";
   type3_ = subtype.isName() && subtype.getName() == "/Type3";
   if (composite_) {
-    codespace_ = readCodespace(font.getKey("/Encoding"));
+    QPDFObjectHandle encoding = font.getKey("/Encoding");
+    if (encoding.isStream()) {
+      const auto [at, added] = known.try_emplace(encoding.getObjGen());
+      if (added) at->second = readCodespace(encoding);
+      codespace_ = at->second;
+    } else {
+      codespace_ = readCodespace(encoding);
+    }
     twoByte_ = codespace_ && codespace_->twoByte();
     complete_ = codespace_.has_value();
   }

@@ -18,9 +18,12 @@
 
 namespace optimizer::content {
 
+// Embedded CMaps that were read before: many fonts may have the same one.
+using Codespaces = std::map<QPDFObjGen, std::optional<Codespace>>;
+
 class FontCodes {
  public:
-  explicit FontCodes(QPDFObjectHandle font);
+  FontCodes(QPDFObjectHandle font, Codespaces& known);
 
   // Notes every code of a shown string.
   void show(ByteView string);

@@ -80,7 +80,7 @@ FontCodes* Interpreter::fontCodes(QPDFObjectHandle font) {
   }
   std::unique_ptr<FontCodes>& codes = fonts_[font.getObjGen()];
   if (codes == nullptr) {
-    codes = std::make_unique<FontCodes>(font);
+    codes = std::make_unique<FontCodes>(font, codespaces_);
   }
   return codes.get();
 }

@@ -101,6 +101,7 @@ class Interpreter {
   ResourceUse resources_;
   std::set<std::string> missing_;
   std::map<QPDFObjGen, std::unique_ptr<FontCodes>> fonts_;
+  Codespaces codespaces_;
   std::map<QPDFObjGen, std::vector<Memo>> memos_;
   std::set<QPDFObjGen> active_;
   std::string scratch_;

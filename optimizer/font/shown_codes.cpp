@@ -4,6 +4,8 @@
 #include <string>
 #include <utility>
 
+#include "optimizer/content/codespace.h"
+#include "optimizer/content/stream.h"
 #include "optimizer/document/stream_data.h"
 #include "optimizer/font/cmap_text.h"
 #include "optimizer/font/predefined_cmaps.h"
@@ -33,7 +35,7 @@ bool addCidsOf(QPDFObjectHandle encoding, const std::set<std::uint32_t>& codes, 
   };
   if (encoding.isName()) return addNamed(encoding.getName().substr(1));
   if (!encoding.isStream() || depth > kLongestChain) return false;
-  const Result<Bytes> data = decodedStreamData(encoding);
+  const Result<Bytes> data = content::decodedStream(encoding, content::kMaxCMapBytes);
   if (!data.ok()) return false;
   const std::optional<font::CmapText> cmap = font::readCmapText(*data);
   // Some producers write bfchar where cidchar belongs, and viewers differ on what that shows.

@@ -65,6 +65,19 @@ def twice(data):
     return zlib.compress(zlib.compress(data, 9), 9)
 
 
+def fonts_of_one_cmap(count, cmap):
+    """Composite fonts that all show text through one CMap, object 5."""
+    names = b''.join(b'/F%d %d 0 R' % (i, 7 + 2 * i) for i in range(count))
+    content = b'BT ' + b''.join(b'/F%d 9 Tf <0001> Tj ' % i for i in range(count)) + b'ET'
+    fonts = [body for i in range(count) for body in (
+        b'<</Type/Font/Subtype/Type0/BaseFont/A%d/Encoding 5 0 R/DescendantFonts[%d 0 R]>>' % (i, 8 + 2 * i),
+        b'<</Type/Font/Subtype/CIDFontType2/BaseFont/A%d/FontDescriptor 6 0 R/W[1[2 3 4 5]]/W2[1[2 3 4 5 6 7]]>>' % i)]
+    return one_page(page=b'/Resources<</Font<<%s>>>>' % names, content=content, more=[
+        stream(b'/Type/CMap/Filter/FlateDecode', zlib.compress(cmap, 9)), b'<</Type/FontDescriptor/FontFile2 5 0 R>>', *fonts])
+
+
+CMAP = b'begincmap begincodespacerange <0000> <ffff> endcodespacerange begincidrange %s endcidrange endcmap'
+
 # Each: the file, and whether the engine must refuse it (True), must manage it (False), or may do either (None).
 CASES = {
     'arrays_in_arrays': lambda: (one_page(b'/X 5 0 R', more=[b'[' * 100_000 + b']' * 100_000]), None),
@@ -133,6 +146,8 @@ CASES = {
         b'<</Subtype/Type3/FontMatrix[1 0 0 1 0 0]/CharProcs<</a 8 0 R>>/Encoding<</Differences[97/a]>>/Resources 5 0 R>>',
         b'<</SMask<</S/Alpha/G 8 0 R/TR 11 0 R>>/TR 11 0 R>>', b'<</FunctionType 3/Functions[11 0 R 11 0 R]/Bounds[0]/Encode[0 1 0 1]/Domain[0 1]>>']),
         False),
+    'cmap_of_blanks': lambda: (fonts_of_one_cmap(300, CMAP % (b'<0000> <ffff> 0' + b' ' * (30 << 20))), None),
+    'cmap_of_equal_ranges': lambda: (fonts_of_one_cmap(300, CMAP % (b'<0000> <ffff> 0 ' * 150_000)), None),
     'states_without_end': lambda: (one_page(content=b'q ' * 2_000_000 + b'BT ' * 100_000), None),
     'endless_free_text': lambda: (one_page(page=b'/Annots[5 0 R]', more=[
         b'<</Subtype/FreeText/Rect[0 0 1e9 1e9]/DA(/Helv .0001 Tf)/Contents(' + b'a ' * 2_000_000 + b')>>']), False),
