@@ -2,6 +2,7 @@
 
 import csv
 import os
+import re
 import shutil
 import subprocess
 import xml.dom.minidom
@@ -50,3 +51,11 @@ def test_kelv_beside_another_program_gives_tables_and_plots(world, folder):
     for name in ("size", "look", "time", "memory", "defects"):
         bars = xml.dom.minidom.parse(str(out / f"{name}.svg")).getElementsByTagName("rect")
         assert len(bars) == 3
+
+
+def test_strip_bits_are_tried_on_the_files_that_they_name(world, folder):
+    shutil.copy(ROOT / "samples" / "report.pdf", folder)
+    printed = run(world, ROOT / "bench" / "strip_check.py", folder, "--pages", "1")
+    rows = [[cell.strip() for cell in line.split("|")[1:-1]] for line in printed.splitlines()[2:]]
+    assert [row[:2] for row in rows] == [["0x100", "report.pdf"]]
+    assert re.fullmatch(r"annotations (\d+) to 0, links \1 to 0", rows[0][4])
