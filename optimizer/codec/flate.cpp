@@ -148,6 +148,8 @@ class Inflated {
     if (!whole_.empty()) return;
     if (inflateInit(&stream_) != Z_OK) throw std::bad_alloc();
     closing_.reset(&stream_);
+    // What the checksum would tell comes after the last row.
+    inflateValidate(&stream_, 0);
     stream_.next_in = const_cast<Bytef*>(coded.data());
     stream_.avail_in = static_cast<uInt>(std::min<std::size_t>(coded.size(), 0xFFFFFFFF));
   }

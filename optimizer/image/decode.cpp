@@ -7,6 +7,7 @@
 #include <functional>
 #include <vector>
 
+#include "optimizer/base/vectorised.h"
 #include "optimizer/codec/bitonal_codec.h"
 #include "optimizer/codec/ccitt.h"
 #include "optimizer/codec/jbig2_decoder.h"
@@ -99,29 +100,32 @@ Result<Pixels> decodeReduced(const ImageSource& source, std::uint32_t reduce) {
   Pixels pixels(width, height, components, source.color.kind);
   const auto tables = decodeTables(source);
   Bytes line(std::size_t{source.width} * components);
-  std::vector<std::uint32_t> sums(std::size_t{width} * components);
+  // Of each column over the rows held: at most 255 of 255 each.
+  std::vector<std::uint16_t> columns(line.size());
   std::uint32_t y = 0, held = 0;
   const auto flush = [&] {
     std::uint8_t* out = pixels.row((y - 1) / reduce);
+    const std::uint16_t* in = columns.data();
     for (std::uint32_t x = 0; x < width; ++x) {
       const std::uint32_t across = std::min(reduce, source.width - x * reduce), area = across * held;
       for (unsigned c = 0; c < components; ++c) {
-        const std::size_t i = std::size_t{x} * components + c;
-        out[i] = static_cast<std::uint8_t>((sums[i] + area / 2) / area);
+        std::uint32_t sum = area / 2;
+        for (std::uint32_t i = 0; i < across; ++i) sum += in[std::size_t{i} * components + c];
+        *out++ = static_cast<std::uint8_t>(sum / area);
       }
+      in += std::size_t{across} * components;
     }
-    std::fill(sums.begin(), sums.end(), 0);
+    std::fill(columns.begin(), columns.end(), std::uint16_t{0});
     held = 0;
   };
   OPTIMIZER_TRY(eachRow(source, [&](const std::uint8_t* row) {
     unpackRow(source, tables, row, line.data());
-    const std::uint8_t* in = line.data();
-    for (std::uint32_t x = 0; x < width; ++x) {
-      std::uint32_t* sum = sums.data() + std::size_t{x} * components;
-      for (std::uint32_t left = std::min(reduce, source.width - x * reduce); left > 0; --left) {
-        for (unsigned c = 0; c < components; ++c) sum[c] += *in++;
-      }
-    }
+    vectorised([&]() OPTIMIZER_LOOP {
+      const std::uint8_t* in = line.data();
+      std::uint16_t* to = columns.data();
+      const std::size_t n = line.size();
+      for (std::size_t i = 0; i < n; ++i) to[i] = static_cast<std::uint16_t>(to[i] + in[i]);
+    });
     ++y;
     if (++held == reduce || y == source.height) flush();
   }));
