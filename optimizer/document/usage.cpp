@@ -30,6 +30,7 @@ constexpr int maxTreeDepth = 64;
 struct PageFrame {
   int index = -1;         // -1: not in the page tree (a template)
   double unit = 1;        // UserUnit: default user space units of 1/72 inch
+  Rect media;             // what programs may show or print, beyond the crop box too
   Rect box;               // the visible part
 };
 
@@ -54,6 +55,7 @@ PageFrame frameOf(QPDFObjectHandle page, int index) {
   PageFrame frame;
   frame.index = index;
   const Rect media = content::readRect(inherited(page, "/MediaBox")).value_or(Rect{0, 0, 612, 792});
+  frame.media = media;
   frame.box = intersect(content::readRect(inherited(page, "/CropBox")).value_or(media), media);
   if (frame.box.empty() || frame.box.area() == 0) {
     frame.box = media;
@@ -102,8 +104,8 @@ void Analysis::page(QPDFObjectHandle page, int index) {
   QPDFObjectHandle resources = inherited(page, "/Resources");
   {
     ResourceScope scope(page.getObjGen(), resources, nullptr, interpreter_.resources());
-    const std::unique_ptr<Summary> summary = interpreter_.page(page, frame.box, scope);
-    replay(*summary, {}, frame.box, frame);
+    const std::unique_ptr<Summary> summary = interpreter_.page(page, frame.media, scope);
+    replay(*summary, {}, frame.media, frame);
   }
   QPDFObjectHandle annotations = page.getKey("/Annots");
   if (annotations.isArray()) {
@@ -161,7 +163,7 @@ void Analysis::appearance(QPDFObjectHandle form, const std::optional<Rect>& rect
   fit.d = height > 0 ? (rect->top - rect->bottom) / height : 1;
   fit.e = rect->left - turned.left * fit.a;
   fit.f = rect->bottom - turned.bottom * fit.d;
-  replay(*summary, concat(summary->matrix, fit), page.box, page);
+  replay(*summary, concat(summary->matrix, fit), page.media, page);
 }
 
 // Hidden pages and appearances that scripts can bring in (7.7.4).
@@ -278,6 +280,9 @@ void Analysis::count(ImageUse& use, QPDFObjGen image, const Matrix& matrix, cons
       dpi = dpi == 0 ? pixels / inches : std::min(dpi, pixels / inches);
     }
   };
+  for (const double dpi : {info.width / width, info.height / height}) {
+    if (std::isfinite(dpi)) use.finestDpi = std::max(use.finestDpi, dpi);
+  }
   largest(use.dpiX, info.width, width);
   largest(use.dpiY, info.height, height);
   Rect known{use.visibleLeft, use.visibleBottom, use.visibleRight, use.visibleTop};

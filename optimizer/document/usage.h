@@ -24,8 +24,10 @@ struct ImageUse {
   // image's own axes, for the Width and Height of its dictionary; 0 when it is never drawn on a page.
   double dpiX = 0;
   double dpiY = 0;
+  // The highest resolution over all draws, along either axis: that of the smallest use.
+  double finestDpi = 0;
   // Smallest rectangle of the unit square of image space (origin bottom left) that holds every part a page ever shows,
-  // clip paths and page boxes considered; {0,0,1,1} where that is not known to be smaller, and for an image that no
+  // clip paths and media boxes considered (many programs show and print what lies beyond the crop box, too); {0,0,1,1} where that is not known to be smaller, and for an image that no
   // page shows at all. Exact to rounding: leave a pixel around it.
   double visibleLeft = 0, visibleBottom = 0, visibleRight = 1, visibleTop = 1;
   // Largest share of a page's area that one draw covers, 0 to 1.

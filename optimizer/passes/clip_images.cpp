@@ -12,8 +12,8 @@
 //      draws the image changes.
 //
 // Viewers fit an image to whole pixels of the screen, and a smaller one comes out a fraction of a pixel
-// elsewhere. Where the settings ask for no loss, it keeps its size, and what is not
-// seen becomes blank.
+// elsewhere. Where the settings ask for no loss, and where there is nothing but black and white, it keeps its size, and
+// what is not seen becomes blank.
 #include <algorithm>
 #include <cmath>
 #include <map>
@@ -41,8 +41,10 @@
 namespace optimizer {
 namespace {
 
-// Pixels that stay around what is seen: viewers and the resampling that follows blend neighbours in.
+// Pixels that stay around what is seen: viewers and the resampling that follows blend neighbours in. What is blank must
+// be further away than that of viewers that draw at this resolution.
 constexpr double kMargin = 12;
+constexpr double kCoarsestView = 18, kBlendedPixels = 2;
 // The largest share of an image that may be left where cutting is to pay.
 constexpr double kLargestShare = 0.9;
 // What a form and another object cost, and then some.
@@ -101,9 +103,9 @@ struct Span {
 // The pixels of one axis that hold the part [low, high] of it: begin lies on the grid and, where another
 // image is stretched over this one, both ends on its pixels as well. step: such a pair of borders comes every
 // so many pixels.
-Span spanOf(std::uint32_t side, double low, double high, std::uint32_t grid, std::uint32_t step) {
-  const double first = std::max(0.0, std::floor(low * side - kMargin)),
-               last = std::min<double>(side, std::ceil(high * side + kMargin));
+Span spanOf(std::uint32_t side, double low, double high, double margin, std::uint32_t grid, std::uint32_t step) {
+  const double first = std::max(0.0, std::floor(low * side - margin)),
+               last = std::min<double>(side, std::ceil(high * side + margin));
   const std::uint64_t unit = std::uint64_t{grid} * step;
   const auto begin = static_cast<std::uint32_t>(static_cast<std::uint64_t>(first) / unit * unit);
   const auto end = static_cast<std::uint32_t>(
@@ -140,9 +142,8 @@ std::optional<Task> ClipImagesPass::plan(QPDFObjectHandle image, const ImageUse&
   if (!source) return std::nullopt;
   task.picture.source = std::move(*source);
   const ImageSource& picture = task.picture.source;
-  // Black and white letters show a shift by a fraction of a pixel most: bitonal images stay whole.
-  if (picture.bits == 1) return std::nullopt;
-  task.how = how_;
+  // Black and white letters show a shift by a fraction of a pixel most: bitonal images keep their size.
+  task.how = picture.bits == 1 ? Cut::blank : how_;
   if (task.how == Cut::away && (!planMask(task, "/SMask") || !planMask(task, "/Mask"))) return std::nullopt;
 
   std::uint32_t grid = cutGrid(picture), stepX = 1, stepY = 1;
@@ -152,8 +153,10 @@ std::optional<Task> ClipImagesPass::plan(QPDFObjectHandle image, const ImageUse&
     stepY = std::lcm(stepY, stepOf(picture.height, mask.source.height));
   }
   if (stepX > picture.width || stepY > picture.height) return std::nullopt;
-  const Span across = spanOf(picture.width, use.visibleLeft, use.visibleRight, grid, stepX);
-  const Span down = spanOf(picture.height, 1 - use.visibleTop, 1 - use.visibleBottom, grid, stepY);
+  const double far = task.how == Cut::blank ? kBlendedPixels * use.finestDpi / kCoarsestView : 0;
+  const double margin = std::max(kMargin, far);
+  const Span across = spanOf(picture.width, use.visibleLeft, use.visibleRight, margin, grid, stepX);
+  const Span down = spanOf(picture.height, 1 - use.visibleTop, 1 - use.visibleBottom, margin, grid, stepY);
   task.picture.region = {across.begin, down.begin, across.length, down.length};
   const double left =
       static_cast<double>(task.picture.region.area()) / (double{1} * picture.width * picture.height);
@@ -202,13 +205,6 @@ void ClipImagesPass::work(PassContext& context) {
         use == (isMask ? usage.masks.end() : usage.images.end())) {
       continue;
     }
-    // Many programs show and print what lies beyond the crop box, too.
-    const bool cropped = std::any_of(use->second.pages.begin(), use->second.pages.end(), [&](int page) {
-      QPDFObjectHandle dictionary = context.document.pages()[static_cast<std::size_t>(page)];
-      return dictionary.hasKey("/CropBox") &&
-             dictionary.getKey("/CropBox").unparseResolved() != dictionary.getKey("/MediaBox").unparseResolved();
-    });
-    if (cropped) continue;
     std::optional<Task> task = plan(image, use->second);
     if (!task) continue;
     held += task->picture.source.data.size();

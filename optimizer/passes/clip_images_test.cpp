@@ -138,14 +138,37 @@ TEST(ClipImagesPass, BlanksWhereNothingMayMove) {
   EXPECT_EQ(crop(left, 120, 0, 80, 160), Pixels(80, 160, 1, ColorKind::grey));
 }
 
-TEST(ClipImagesPass, LeavesBitonalImagesWhole) {
+TEST(ClipImagesPass, BlanksBitonalImagesAndKeepsTheirSize) {
   PdfBuilder builder;
   const int image = builder.addFlateStream(
       "/Type /XObject /Subtype /Image /Width 1600 /Height 160 /BitsPerComponent 1 /ColorSpace /DeviceGray",
       samplesOf(kWidth, kHeight));
   builder.addPage(kClipped, resourcesWith(image));
   const auto document = builder.open();
-  EXPECT_EQ(runPass(*document, makeClipImagesPass(), lossy()), PassOutcome::unchanged);
+  const Pixels whole = pixelsOf(drawn(*document));
+  EXPECT_EQ(runPass(*document, makeClipImagesPass(), lossy()), PassOutcome::changed);
+  ASSERT_EQ(drawn(*document).getDict().getKey("/Subtype").unparse(), "/Image");
+  const Pixels left = pixelsOf(drawn(*document));
+  ASSERT_EQ(left.width(), 1600u);
+  EXPECT_EQ(crop(left, 0, 80, 800, 80), crop(whole, 0, 80, 800, 80));
+  // At 18 dpi one pixel takes 64 of these.
+  EXPECT_EQ(crop(left, 800, 80, 128, 80), crop(whole, 800, 80, 128, 80));
+  EXPECT_EQ(crop(left, 1000, 0, 600, 160), Pixels(600, 160, 1, ColorKind::grey, 1));
+}
+
+TEST(ClipImagesPass, KeepsWhatLiesBeyondTheCropBox) {
+  // The page shows less than the clip path does.
+  PdfBuilder builder;
+  builder.addPage(kClipped, resourcesWith(addImage(builder)), "/CropBox [0 0 20 20]");
+  const auto document = builder.open();
+  EXPECT_EQ(runPass(*document, makeClipImagesPass(), lossy()), PassOutcome::changed);
+  const Pixels part = pixelsOf(drawn(*document).getDict().getKey("/Resources").getKey("/XObject").getKey("/I"));
+  EXPECT_GE(part.width(), 100u + 12);
+  EXPECT_GE(part.height(), 80u);
+
+  PdfBuilder whole;
+  whole.addPage("q 100 0 0 80 0 0 cm /Im Do Q", resourcesWith(addImage(whole)), "/CropBox [0 0 20 20]");
+  EXPECT_EQ(runPass(*whole.open(), makeClipImagesPass(), lossy()), PassOutcome::unchanged);
 }
 
 TEST(ClipImagesPass, LeavesWhatMustBeAnImageAndWhatIsNotKnown) {

@@ -197,6 +197,13 @@ def build(pages):
     pages.page(pages.flate(picture(*LARGE, seed=4), *LARGE, Name.DeviceRGB),
                f'q 60 40 70 60 re W n {width} 0 0 {height} {left} {bottom} cm /Im Do Q')
     yield 'used-clipped'
+    pages.page(pages.flate(grey_of(picture(*LARGE, seed=4)), *LARGE, Name.DeviceGray, 1),
+               f'q 60 40 70 60 re W n {width} 0 0 {height} {left} {bottom} cm /Im Do Q')
+    yield 'used-clipped-bitonal'
+    pages.page(pages.flate(picture(*LARGE, seed=8), *LARGE, Name.DeviceRGB),
+               f'q 60 40 70 60 re W n {width} 0 0 {height} {left} {bottom} cm /Im Do Q')
+    pages.pdf.pages[-1].obj.CropBox = [50, 30, 120, 90]
+    yield 'used-clipped-and-cropped'
     inner = pages.flate(picture(*LARGE, seed=5), *LARGE, Name.DeviceRGB)
     form = pages.pdf.make_indirect(pikepdf.Stream(pages.pdf, b'q 75 0 0 55 0 0 cm /X Do Q', Type=Name.XObject, Subtype=Name.Form,
                                                   BBox=[0, 0, 75, 55], Resources=Dictionary(XObject=Dictionary(X=inner))))

@@ -29,7 +29,7 @@ RESAMPLED_BLOCK = 40.0
 
 MODES = {
     'web': (3, {}),
-    'lossless': (1, {'ImageQuality': 100, 'OptimizeResources': 1, 'RemoveRedundantObjects': 1}),
+    'lossless': (1, {'ImageQuality': 100, 'ClipImages': 1, 'OptimizeResources': 1, 'RemoveRedundantObjects': 1}),
     'reduced': (1, {'ImageQuality': 100, 'ReduceColorComplexity': 1, 'RemoveRedundantObjects': 1}),
 }
 RENDERERS = {
