@@ -158,8 +158,10 @@ TEST(ForceRecompression, CodesAnewWhatIsSmallEnough) {
   const Bytes small = jpegOf(pixels, 30);
   storeAs(job, ImageCoding::jpeg, small);
   Settings settings = lossy(kJpeg | kAutomatic);
+  settings.imageQuality = 40;
   const std::optional<RecodedImage> kept = recodeImage(job, settings);
   EXPECT_TRUE(!kept || kept->sameSamples);
+  settings.imageQuality = 70;
   settings.forceRecompression = true;
   const std::optional<RecodedImage> result = recodeImage(job, settings);
   ASSERT_TRUE(result.has_value());

@@ -228,6 +228,46 @@ TEST(Recode, KeepsTheSenseOfStoredSamplesWhereNoPixelMayMove) {
   EXPECT_TRUE(image->sameSamples);
 }
 
+// Thin strokes that bend, as those of small letters do.
+Pixels strokes(std::uint32_t width, std::uint32_t height) {
+  Pixels pixels(width, height, 1, ColorKind::grey, 1);
+  for (std::uint32_t y = 0; y < height; ++y) {
+    for (std::uint32_t x = 0; x < width; ++x) {
+      const double wave = std::sin(x * 0.21 + 3 * std::sin(y * 0.17) + noise(x / 60, y / 30) % 6);
+      pixels.setBit(x, y, y % 30 > 20 || std::abs(wave) > 0.2);
+    }
+  }
+  return pixels;
+}
+
+Settings numbered(int quality, float resolution) {
+  Settings settings = webSettings();
+  settings.perceptualQuality = false;
+  settings.imageQuality = quality;
+  settings.bitonal = settings.monochrome = settings.color = {resolution, resolution};
+  return settings;
+}
+
+TEST(Recode, HoldsNumbersFrom50ToTheLook) {
+  const ImageJob page = jobOf(strokes(1240, 900), 300);
+  const auto widthOf = [&page](const Settings& settings) {
+    const std::optional<RecodedImage> image = recodeImage(page, settings);
+    return image ? image->image.width : page.source.width;
+  };
+  EXPECT_EQ(widthOf(numbered(60, 150)), 1240u);
+  EXPECT_EQ(widthOf(numbered(40, 150)), 620u);
+  EXPECT_EQ(widthOf(numbered(60, 72)), 298u);  // coarser than screens show, and so meant
+
+  const ImageJob picture = jobOf(photo(600, 450), 150);
+  const auto bytesOf = [&picture](const Settings& settings) {
+    const std::optional<RecodedImage> image = recodeImage(picture, settings);
+    return image ? image->image.cost() : picture.source.storedBytes;
+  };
+  EXPECT_LE(bytesOf(numbered(60, 150)), bytesOf(webSettings()));
+  EXPECT_LT(bytesOf(numbered(75, 150)), bytesOf(numbered(90, 150)));
+  EXPECT_LT(bytesOf(numbered(90, 150)), bytesOf(numbered(97, 150)));
+}
+
 TEST(Recode, LeavesImagesOfUnknownUseAtTheirSize) {
   const std::optional<RecodedImage> image = [] {
     ImageJob job = jobOf(bars(400, 300), 0);

@@ -15,6 +15,19 @@ constexpr LookFloor syntheticFloor = {0.985, 0.965, 0.85, 3.0, 0.955, 0.95};
 constexpr double smallCoverage = 0.4;
 constexpr double smallShown = 0.015;
 
+// Numbers from which on the look decides, and from which on it is held higher than by the web profile.
+constexpr int leastJudged = 50, usualQuality = 75;
+
+LookFloor raised(LookFloor floor, int quality) {
+  if (quality <= usualQuality) return floor;
+  const double left = (100.0 - quality) / (100 - usualQuality);
+  for (double* part : {&floor.structure, &floor.busy, &floor.worst, &floor.shown, &floor.closeUp}) {
+    *part = 1 - (1 - *part) * left;
+  }
+  floor.chroma *= left;
+  return floor;
+}
+
 std::uint32_t viewSide(std::uint32_t side, double dpi) {
   if (dpi <= viewingDpi) return side;
   return std::max(1u, static_cast<std::uint32_t>(std::lround(side * viewingDpi / dpi)));
@@ -24,12 +37,18 @@ std::uint32_t viewSide(std::uint32_t side, double dpi) {
 
 const LookFloor maskFloor = {0.985, 0.965, 0.80, 3.0, 0.955, 0.95};
 
-LookFloor floorFor(const ImageJob& job, const ImageFacts& facts) {
+LookFloor floorFor(const ImageJob& job, const Settings& settings, const ImageFacts& facts) {
   LookFloor floor = job.role == ImageRole::softMask                           ? maskFloor
                     : facts.kind == ImageClass::synthetic || job.unlikeDevice ? syntheticFloor
                                                                               : pictureFloor;
   if (job.pageCoverage < smallCoverage) floor.shown -= smallShown;
-  return floor;
+  return settings.perceptualQuality ? floor : raised(floor, settings.imageQuality);
+}
+
+bool lookDecides(const Settings& settings, const Resampling& wanted) {
+  if (settings.perceptualQuality) return true;
+  return settings.imageQuality >= leastJudged && settings.imageQuality < 100 && !settings.forceRecompression &&
+         !settings.forceCompressionTypes && (wanted.resolution <= 0 || wanted.resolution >= viewingDpi);
 }
 
 Views::Views(const Pixels& original, const ImageJob& job)

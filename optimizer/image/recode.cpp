@@ -62,13 +62,13 @@ std::uint32_t sideFor(std::uint32_t side, double dpi, double resolution) {
   return std::clamp(static_cast<std::uint32_t>(std::ceil(side * resolution / dpi - 0.01)), 1u, side);
 }
 
-// finer: multiplies the resolution, up to the threshold.
+// finer: multiplies the resolution.
 Size targetSize(const ImageJob& job, const Resampling& wanted, double finer = 1) {
   const Size whole{job.source.width, job.source.height};
   if (job.losslessOnly || job.preblended || wanted.resolution <= 0) return whole;
   const double threshold = std::max(wanted.threshold, wanted.resolution);
   if (std::max(job.dpiX, job.dpiY) <= threshold) return whole;
-  const double resolution = std::min(wanted.resolution * finer, threshold);
+  const double resolution = wanted.resolution * finer;
   return {sideFor(whole.width, job.dpiX, resolution), sideFor(whole.height, job.dpiY, resolution)};
 }
 
@@ -186,7 +186,7 @@ void Recoding::bitonalImage(const Pixels& pixels) {
   if (size == Size{pixels.width(), pixels.height()} || settings_.imageQuality >= 100) return;
   const Pixels grey = resample(expandTo8Bits(pixels), size.width, size.height);
   const Pixels bitonal = ditherTo1Bit(grey, static_cast<Dithering>(settings_.ditheringMode));
-  if (settings_.perceptualQuality) {
+  if (lookDecides(settings_, settings_.bitonal)) {
     if (!looksRight(Views(expandTo8Bits(pixels), job_), bitonal, maskFloor)) return;
   }
   offerBitonal(bitonal, false);
@@ -280,7 +280,7 @@ bool Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageF
   }
   const LookReference closeUp(pixels, pixels.width(), pixels.height(), Reduction::blocks);
   const bool synthetic = facts.kind == ImageClass::synthetic;
-  const LookFloor floor = floorFor(job_, facts);
+  const LookFloor floor = floorFor(job_, settings_, facts);
   const LookTarget target{views->area, views->blocks, closeUp, floor};
   if (synthetic && job_.role == ImageRole::picture && !job_.preblended &&
       mayDeflate(rules_.indexed(Codec::flate)) && (kind == ColorKind::rgb || kind == ColorKind::grey)) {
@@ -393,9 +393,9 @@ void Recoding::tonedImage(Pixels pixels) {
     if (facts.kind != ImageClass::continuous || facts.palette) offerLossless(pixels, facts, false);
   }
   std::optional<Views> views;
-  if (settings_.perceptualQuality) views.emplace(pixels, job_);
-  const Views* judge = views ? &*views : nullptr;
   const Resampling& wanted = grey ? settings_.monochrome : settings_.color;
+  if (lookDecides(settings_, wanted)) views.emplace(pixels, job_);
+  const Views* judge = views ? &*views : nullptr;
   for (double finer : {1.0, finerResolution}) {
     const Size size = targetSize(job_, wanted, finer);
     if (size.width >= pixels.width() && size.height >= pixels.height()) break;
@@ -403,7 +403,7 @@ void Recoding::tonedImage(Pixels pixels) {
     ImageFacts smallerFacts = measureImage(smaller);
     if (facts.kind == ImageClass::synthetic) smallerFacts.kind = ImageClass::synthetic;
     if (judge != nullptr) {
-      LookFloor floor = floorFor(job_, smallerFacts);
+      LookFloor floor = floorFor(job_, settings_, smallerFacts);
       floor.shown += codingReserve;
       if (!looksRight(*judge, smaller, floor)) continue;
     }
