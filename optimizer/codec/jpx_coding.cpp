@@ -1,8 +1,11 @@
 #include "optimizer/codec/jpx_coding.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
+#include <vector>
 
+#include "optimizer/base/pool.h"
 #include "optimizer/codec/jpx_visibility.h"
 
 namespace optimizer {
@@ -21,6 +24,18 @@ jpx::BlockArea areaOf(std::vector<jpx::Samples>& components, const jpx::Band& ba
                       const jpx::BlockPlace& place) {
   jpx::Samples& component = components[band.component];
   return {component.row(place.top) + place.left, component.width, place.width, place.height};
+}
+
+// Calls work(band, place) for every block; several at a time.
+template <typename Work>
+void eachInParts(const jpx::Layout& layout, const Work& work) {
+  std::vector<std::pair<const jpx::Band*, jpx::BlockPlace>> places;
+  for (const jpx::Band& band : layout.bands)
+    jpx::eachBlock(band, [&](const jpx::BlockPlace& place) { places.emplace_back(&band, place); });
+  constexpr std::size_t enough = 8;  // to be worth a thread's while
+  inParts(0, places.size(), enough, [&](std::size_t begin, std::size_t end) {
+    for (std::size_t i = begin; i < end; ++i) work(*places[i].first, places[i].second);
+  });
 }
 
 }  // namespace
@@ -48,15 +63,15 @@ JpxCoding::JpxCoding(const Pixels& pixels, std::size_t mostBytes)
 void JpxCoding::code() {
   const jpx::Layout& layout = picture_->layout;
   for (;;) {
+    std::vector<std::optional<jpx::CodedBlock>> blocks(layout.blocks);
+    eachInParts(layout, [&](const jpx::Band& band, const jpx::BlockPlace& place) {
+      blocks[place.block].emplace(areaOf(coefficients_, band, place), band.orientation(),
+                                  picture_->quantiser.stepOf(band),
+                                  jpx::lowestPlane(picture_->visibility[place.block]));
+    });
     picture_->blocks.clear();
-    picture_->blocks.reserve(layout.blocks);
-    for (const jpx::Band& band : layout.bands) {
-      jpx::eachBlock(band, [&](const jpx::BlockPlace& place) {
-        picture_->blocks.emplace_back(areaOf(coefficients_, band, place), band.orientation(),
-                                      picture_->quantiser.stepOf(band),
-                                      jpx::lowestPlane(picture_->visibility[place.block]));
-      });
-    }
+    picture_->blocks.reserve(blocks.size());
+    for (std::optional<jpx::CodedBlock>& block : blocks) picture_->blocks.push_back(std::move(*block));
     if (picture_->quantiser.base() <= finestBase) break;
     jpx::Cuts all;
     for (const jpx::CodedBlock& block : picture_->blocks)
@@ -82,13 +97,13 @@ Pixels JpxCoding::shown(const jpx::Cuts& cuts) {
   std::vector<jpx::Samples>& components = coefficients_;
   for (jpx::Samples& component : components)
     std::fill(component.values.begin(), component.values.end(), 0.0f);
-  for (const jpx::Band& band : layout.bands) {
-    jpx::eachBlock(band, [&](const jpx::BlockPlace& place) {
-      picture_->blocks[place.block].show(cuts[place.block], areaOf(components, band, place),
-                                         picture_->quantiser.stepOf(band));
-    });
-  }
-  for (jpx::Samples& component : components) jpx::transformBack(component, layout.levels);
+  eachInParts(layout, [&](const jpx::Band& band, const jpx::BlockPlace& place) {
+    picture_->blocks[place.block].show(cuts[place.block], areaOf(components, band, place),
+                                       picture_->quantiser.stepOf(band));
+  });
+  inParts(0, components.size(), 1, [&](std::size_t begin, std::size_t end) {
+    for (std::size_t c = begin; c < end; ++c) jpx::transformBack(components[c], layout.levels);
+  });
   return jpx::pixelsOf(components);
 }
 
