@@ -19,6 +19,8 @@ constexpr std::uint32_t mostSide = 32768;
 constexpr double bitsOfOne = 5, reserve = 1.1, finestBase = 1.0 / 16;
 // Where it does not, the next one is finer by this at least.
 constexpr double leastChange = 0.85;
+// One nearly always does, and two where a picture is mostly blank; a size that is out of reach is not chased.
+constexpr int mostCodings = 4;
 
 jpx::BlockArea areaOf(std::vector<jpx::Samples>& components, const jpx::Band& band,
                       const jpx::BlockPlace& place) {
@@ -62,7 +64,7 @@ JpxCoding::JpxCoding(const Pixels& pixels, std::size_t mostBytes)
 
 void JpxCoding::code() {
   const jpx::Layout& layout = picture_->layout;
-  for (;;) {
+  for (int coding = 1;; ++coding) {
     std::vector<std::optional<jpx::CodedBlock>> blocks(layout.blocks);
     eachInParts(layout, [&](const jpx::Band& band, const jpx::BlockPlace& place) {
       blocks[place.block].emplace(areaOf(coefficients_, band, place), band.orientation(),
@@ -72,7 +74,7 @@ void JpxCoding::code() {
     picture_->blocks.clear();
     picture_->blocks.reserve(blocks.size());
     for (std::optional<jpx::CodedBlock>& block : blocks) picture_->blocks.push_back(std::move(*block));
-    if (picture_->quantiser.base() <= finestBase) break;
+    if (picture_->quantiser.base() <= finestBase || coding == mostCodings) break;
     jpx::Cuts all;
     for (const jpx::CodedBlock& block : picture_->blocks)
       all.push_back(static_cast<std::uint16_t>(block.passes().size()));
