@@ -28,6 +28,8 @@ namespace {
 constexpr double codingReserve = 0.012;
 // Where the settings' resolution cannot carry an image's detail, this multiple of it is tried.
 constexpr double finerResolution = 4.0 / 3;
+// Up to here above the settings' resolution, a reduction is only one of the ways.
+constexpr double slightReduction = 1.5;
 
 // What a palette of fewer colours must keep at the image's own size: bands in smooth colours show there.
 constexpr double fewColorsCloseUp = 0.97;
@@ -396,6 +398,10 @@ void Recoding::tonedImage(Pixels pixels) {
   const Resampling& wanted = grey ? settings_.monochrome : settings_.color;
   if (lookDecides(settings_, wanted)) views.emplace(pixels, job_);
   const Views* judge = views ? &*views : nullptr;
+  // A little reduction blurs more than it saves: where the look decides, the full size is tried before.
+  const bool slight = judge != nullptr && !settings_.perceptualQuality && wanted.resolution > 0 &&
+                      std::max(job_.dpiX, job_.dpiY) < slightReduction * wanted.resolution;
+  if (slight) offerLossy(judge, pixels, facts);
   for (double finer : {1.0, finerResolution}) {
     const Size size = targetSize(job_, wanted, finer);
     if (size.width >= pixels.width() && size.height >= pixels.height()) break;
@@ -414,7 +420,7 @@ void Recoding::tonedImage(Pixels pixels) {
     if (offerLossy(judge, smaller, smallerFacts)) return;
   }
   // Nothing to resample, or detail that a lower resolution cannot carry: quality does the work.
-  offerLossy(judge, pixels, facts);
+  if (!slight) offerLossy(judge, pixels, facts);
 }
 
 std::optional<RecodedImage> Recoding::run() {
