@@ -3,17 +3,19 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "optimizer/codec/bitonal_codec.h"
 #include "optimizer/codec/jpeg.h"
-#include "optimizer/codec/jpx.h"
 #include "optimizer/image/lossy.h"
-#include "optimizer/image/lossy_jpx.h"
+#include "optimizer/image/mrc_paper.h"
 #include "optimizer/image/mrc_plane.h"
+#include "optimizer/image/mrc_regions.h"
 #include "optimizer/image/mrc_segment.h"
 #include "optimizer/image/resample.h"
 #include "optimizer/image/score.h"
+#include "optimizer/image/strokes.h"
 
 namespace optimizer {
 namespace {
@@ -21,29 +23,43 @@ namespace {
 // A page whose ink is outside these shares is not text on paper.
 constexpr double leastInk = 0.002, mostInk = 0.35;
 constexpr double mostPicture = 0.5;
+// Below this share pictures are specks.
+constexpr double leastPicture = 0.02;
+constexpr std::size_t mostPictures = 6;
 
-constexpr double foregroundDpi = 25;
+// Of the layers' resolution: colours of ink change slowly.
+constexpr double inkShareOfDpi = 0.36;
 // Coarse colours of the ink are cheap, but the background may have to pay for them.
 // Where inks differ in colour the eye sees what structure does not, so they are held higher and keep all
 // their chroma.
 constexpr std::array<int, 2> greyInkQualities = {12, 30}, colorInkQualities = {35, 60};
-// The background is as fine as the page is looked at; where there are pictures, as fine as the web wants
-// them.
-constexpr double paperDpi = viewingDpi, pictureDpi = 150;
+// What paper is tried at beyond the settings' resolution, where that does not keep the look.
+constexpr std::array<double, 3> paperSteps = {100, 150, 200};
+constexpr double pictureDpi = 150;
 // The mask stays as fine as the page up to here; beyond, it is reduced to half of it.
 constexpr double finestMask = 450;
 
-constexpr std::array<int, 24> ladder = {12, 15, 18, 22, 26, 30, 34, 38, 42, 46, 50, 54,
-                                        58, 62, 66, 70, 74, 77, 80, 83, 86, 89, 91, 93};
-
 // Like that of any picture, but without a close-up: the mask keeps what is sharp.
-constexpr LookFloor layeredFloor = {0.965, 0.945, 0.72, 4.0, 0, 0};
+constexpr LookFloor layeredFloor = {0.965, 0.945, 0.72, 4.0, 0.96, 0};
+// A cell of the page that keeps less of its structure is no text on paper.
+constexpr double leastAlike = 0.8;
+// What the layers should leave above the floor before any of them is coded: where it is little, coding them
+// takes more bytes than finer layers would. Where none leave so much, a tenth of it must do.
+LookFloor withReserve(LookFloor floor, double share) {
+  floor.structure += 0.006 * share;
+  floor.busy += 0.006 * share;
+  floor.shown += 0.006 * share;
+  floor.worst += 0.06 * share;
+  return floor;
+}
 
-// At this resolution a page is read closely. Grain is gone from the layers there and may be; strokes may not.
-constexpr double readingDpi = 200, legibleBusy = 0.925;
+// At this resolution a page is read closely. Grain is gone from the layers there and may be; strokes may not,
+// but for so few cells of a page: specks, and the inside of heavy letters.
+constexpr double readingDpi = 200;
+constexpr double mostLost = 0.0008;
 
-// Four dictionaries and the form's content.
-constexpr std::size_t overhead = 700;
+// Four dictionaries and the form's content; a dictionary more for each picture.
+constexpr std::size_t overhead = 700, pictureOverhead = 180;
 constexpr double advantage = 0.95;
 
 std::uint32_t sideAt(std::uint32_t side, double dpi, double wanted) {
@@ -53,75 +69,97 @@ std::uint32_t sideAt(std::uint32_t side, double dpi, double wanted) {
 
 class Layering {
  public:
-  Layering(const Pixels& page, double dpiX, double dpiY, const Settings& settings, std::size_t toBeat)
-      : page_(page), dpiX_(dpiX), dpiY_(dpiY), settings_(settings), toBeat_(toBeat) {}
+  Layering(const Pixels& page, double dpiX, double dpiY, const Settings& settings, std::size_t toBeat,
+           const ColorConverter* shown)
+      : page_(page), dpiX_(dpiX), dpiY_(dpiY), settings_(settings), toBeat_(toBeat), shown_(shown) {}
 
   std::optional<LayeredImage> run();
 
  private:
+  struct Size {
+    std::uint32_t width, height;
+  };
+  Size sizeAt(double dpi) const {
+    return {sideAt(page_.width(), dpiX_, dpi), sideAt(page_.height(), dpiY_, dpi)};
+  }
+  Pixels asShown(const Pixels& pixels) const { return shown_ != nullptr ? shown_->convert(pixels) : pixels; }
+
   bool splitOff();
+  void keepStrokes();
+  bool codeMaskOfInk();
   Pixels inkColors() const;
-  bool useForeground(EncodedImage coded);
-  bool codeBoth(const Pixels& colors, int quality, const LookReference& view);
-  void prepareBackground();
-  Pixels composed(const Pixels& background) const;
-  bool looksRight(const EncodedImage& background, const LookReference& view) const;
-  std::optional<EncodedImage> codeBackground(const LookReference& view);
-  void tryWavelets(EncodedImage& background, const LookReference& view) const;
-  bool legible(const LookReference& closeUp) const;
+  Pixels paperAt(Size size, const Pixels& colors) const;
+  Pixels pictureIn(const PixelRegion& region, const Pixels& colors) const;
+  PagePart partOf(const PixelRegion& region) const;
+  bool codePictures(const Pixels& colors);
+  bool codeInk(const Pixels& colors, int quality);
+  CellGrid lostOn(const Pixels& shownPage) const;
+  // before: cells that had lost strokes before the paper was coded.
+  bool looksRight(const Pixels& paper, const LookFloor& floor, std::size_t before) const;
+  void setInk(const Pixels& colors);
+  bool codePaperAt(double dpi, const Pixels& colors, double reserve);
   std::size_t bytesLeft() const;
 
   const Pixels& page_;
   double dpiX_, dpiY_;
   const Settings& settings_;
   std::size_t toBeat_;
+  const ColorConverter* shown_;
 
+  Pixels luma_;  // as shown, of the page
+  // Of the page itself, as common viewers reduce it, and as it is read.
+  std::optional<LookReference> view_, shownView_, viewOfRead_;
+  std::optional<StrokeReference> strokes_;
   Bitonal ink_;
-  double pictureShare_ = 0;
+  CellGrid inPictures_;  // cells of the page at reading size that are part of pictures
+  std::vector<PixelRegion> regions_;
+  double pictureShare_ = 0;  // of the page, that these take
+  bool wantsFinerPaper_ = false;
+  std::optional<Composer> viewer_, commonViewer_, reader_;
   LayeredImage layers_;
-  std::uint32_t width_ = 0, height_ = 0;  // of the background
-  Plane coverage_;                        // share of each background pixel that is ink
-  std::vector<Plane> inkColor_;           // of each channel, at the background's size, as decoded
-  Pixels background_;
 };
 
 std::size_t Layering::bytesLeft() const {
-  const std::size_t spent = layers_.mask.cost() + layers_.foreground.cost() + overhead;
+  const std::size_t spent = layers_.cost();
   return toBeat_ > spent ? toBeat_ - spent : 0;
 }
 
-bool Layering::splitOff() {
-  InkMask found = findInk(lumaOf(page_), std::sqrt(dpiX_ * dpiY_), settings_.mrcRecognizePictures);
-  if (found.inkShare < leastInk || found.inkShare > mostInk || found.pictureShare > mostPicture) return false;
-  pictureShare_ = found.pictureShare;
-  ink_ = std::move(found.ink);
-  Pixels mask = pixelsOf(ink_);
-  if (std::min(dpiX_, dpiY_) > finestMask)
-    mask = thresholdTo1Bit(areaAverage(expandTo8Bits(mask), mask.width() / 2, mask.height() / 2));
-  layers_.mask = encodeBitonal(mask);
-  if (mask.width() != static_cast<std::uint32_t>(ink_.width)) {
-    // What is judged is what is coded.
-    const Pixels full = resizeBitonal(mask, page_.width(), page_.height());
-    ink_ = bitonalOf(full);
-  }
-  return bytesLeft() > 0;
+PagePart Layering::partOf(const PixelRegion& region) const {
+  const double w = page_.width(), h = page_.height();
+  return {region.left / w, region.top / h, (region.left + region.width) / w,
+          (region.top + region.height) / h};
 }
 
-// Takes the coded colours as the foreground, and makes the background that goes with them.
-bool Layering::useForeground(EncodedImage coded) {
-  Result<Pixels> shown = decodeJpeg(coded.data);
-  if (!shown) return false;
-  layers_.foreground = std::move(coded);
-  inkColor_.clear();
-  for (unsigned c = 0; c < page_.channels(); ++c)
-    inkColor_.push_back(enlarged(channelOf(*shown, c), width_, height_));
-  prepareBackground();
+bool Layering::splitOff() {
+  InkMask found = findInk(luma_, std::sqrt(dpiX_ * dpiY_), settings_.mrcRecognizePictures);
+  if (found.inkShare < leastInk || found.inkShare > mostInk || found.pictureShare > mostPicture) return false;
+  ink_ = std::move(found.ink);
+  const Size reading = sizeAt(readingDpi);
+  inPictures_.across = (reading.width + StrokeReference::cell - 1) / StrokeReference::cell;
+  inPictures_.down = (reading.height + StrokeReference::cell - 1) / StrokeReference::cell;
+  inPictures_.cells.resize(std::size_t{inPictures_.across} * inPictures_.down);
+  if (found.pictureShare < leastPicture) return true;
+  if (!holdsPaper(settings_.mrcPictureCodec)) {
+    wantsFinerPaper_ = true;
+    return true;
+  }
+  for (std::uint32_t y = 0; y < inPictures_.down; ++y)
+    for (std::uint32_t x = 0; x < inPictures_.across; ++x) {
+      const auto at = [&](std::uint32_t cell, std::uint32_t cells, std::uint32_t side, std::uint32_t limit) {
+        const std::uint64_t place = (std::uint64_t{2} * cell + 1) * side / (2 * cells);
+        return std::min(static_cast<std::uint32_t>(place / found.cell), limit - 1);
+      };
+      inPictures_.cells[std::size_t{y} * inPictures_.across + x] =
+          found.pictures.cells[std::size_t{at(y, inPictures_.down, page_.height(), found.pictures.down)} *
+                                   found.pictures.across +
+                               at(x, inPictures_.across, page_.width(), found.pictures.across)];
+    }
   return true;
 }
 
 Pixels Layering::inkColors() const {
-  Pixels colors(sideAt(page_.width(), dpiX_, foregroundDpi), sideAt(page_.height(), dpiY_, foregroundDpi),
-                page_.channels(), page_.kind());
+  const Size size = sizeAt(settings_.mrcLayerDpi * inkShareOfDpi);
+  Pixels colors(size.width, size.height, page_.channels(), page_.kind());
   const Bitonal inside = eroded(ink_);
   for (unsigned c = 0; c < page_.channels(); ++c) {
     // The colour of ink is that of its inside; thin strokes have none, and give what they have.
@@ -138,164 +176,204 @@ Pixels Layering::inkColors() const {
   return colors;
 }
 
-// The background that, seen through the mask's gaps and mixed with the ink at its edges, gives the page;
-// under the ink whatever is smoothest.
-void Layering::prepareBackground() {
-  const Pixels view = areaAverage(page_, width_, height_);
-  background_ = Pixels(width_, height_, page_.channels(), page_.kind());
-  constexpr float hidden = 0.5f;
-  for (unsigned c = 0; c < page_.channels(); ++c) {
-    WeightedPlane paper{channelOf(view, c), Plane(width_, height_)};
-    for (std::size_t i = 0; i < coverage_.values.size(); ++i) {
-      const float ink = coverage_.values[i];
-      float& value = paper.values.values[i];
-      paper.weights.values[i] = ink < hidden ? 1.0f : 0.0f;
-      value = std::clamp((value - ink * inkColor_[c].values[i]) / std::max(1 - ink, 0.05f), 0.0f, 255.0f);
-    }
-    fillGaps(paper);
-    putChannel(paper.values, background_, c);
-  }
-}
-
-Pixels Layering::composed(const Pixels& background) const {
-  Pixels page = background;
-  const unsigned channels = page.channels();
-  for (std::size_t i = 0; i < coverage_.values.size(); ++i) {
-    const float ink = coverage_.values[i];
-    if (ink == 0) continue;
-    for (unsigned c = 0; c < channels; ++c) {
-      std::uint8_t& sample = page.samples()[i * channels + c];
-      sample = static_cast<std::uint8_t>(sample * (1 - ink) + inkColor_[c].values[i] * ink + 0.5f);
+Pixels Layering::paperAt(Size size, const Pixels& colors) const {
+  Pixels hidden;
+  if (!regions_.empty()) {
+    hidden = Pixels(size.width, size.height, 1, ColorKind::grey);
+    // The rim stays as it is: renderers blend it with the picture.
+    constexpr std::uint32_t rim = 2;
+    for (const PixelRegion& region : regions_) {
+      const auto at = [](std::uint32_t place, std::uint32_t from, std::uint32_t to) {
+        return static_cast<std::uint32_t>(std::uint64_t{place} * to / from);
+      };
+      const std::uint32_t left = at(region.left, page_.width(), size.width) + rim,
+                          right = at(region.left + region.width, page_.width(), size.width),
+                          top = at(region.top, page_.height(), size.height) + rim,
+                          bottom = at(region.top + region.height, page_.height(), size.height);
+      for (std::uint32_t y = top; y + rim < bottom; ++y)
+        for (std::uint32_t x = left; x + rim < right; ++x) hidden.row(y)[x] = 255;
     }
   }
-  return page;
+  return paperUnder(areaAverage(page_, size.width, size.height), coverageIn(ink_, size.width, size.height),
+                    colors, {}, hidden.empty() ? nullptr : &hidden);
 }
 
-bool Layering::looksRight(const EncodedImage& background, const LookReference& view) const {
-  const Result<Pixels> shown = decodeJpeg(background.data);
-  return shown.ok() && passes(view.compare(composed(*shown)), layeredFloor);
+Pixels Layering::pictureIn(const PixelRegion& region, const Pixels& colors) const {
+  const Pixels part = crop(page_, region.left, region.top, region.width, region.height);
+  const Bitonal ink = bitonalOf(crop(pixelsOf(ink_), region.left, region.top, region.width, region.height));
+  return paperUnder(part, coverageIn(ink, region.width, region.height), colors, partOf(region));
 }
 
-// Where little is left to code (clean paper), wavelets beat blocks by far.
-void Layering::tryWavelets(EncodedImage& background, const LookReference& view) const {
-  constexpr double fewBits = 0.3;  // a pixel
-  if (settings_.mrcLayerCodec != Codec::jpeg2000 || !allows(settings_.continuousCodecs, Codec::jpeg2000))
-    return;
-  if (static_cast<double>(background.data.size()) * 8 >
-      fewBits * static_cast<double>(background_.pixelCount()))
-    return;
-  constexpr double worthIt = 0.85;
-  const auto most = static_cast<std::size_t>(worthIt * static_cast<double>(background.data.size()));
-  std::optional<EncodedImage> coded = smallestJpx(background_, most, [&](const Pixels& shown) {
-    return lossOf(view.compare(composed(shown)), layeredFloor);
-  });
-  if (coded && coded->cost() < background.cost()) background = std::move(*coded);
-}
+// Cells whose strokes are lost.
+CellGrid Layering::lostOn(const Pixels& shownPage) const { return strokes_->compare(lumaOf(shownPage)); }
 
-std::optional<EncodedImage> Layering::codeBackground(const LookReference& view) {
-  JpegOptions options;
-  options.subsampleChroma = true;
-  options.draft = true;
-  std::size_t low = 0, high = ladder.size();
-  while (low < high) {
-    const std::size_t middle = (low + high) / 2;
-    options.quality = ladder[middle];
-    const Result<EncodedImage> draft = encodeJpeg(background_, options);
-    if (!draft) return std::nullopt;
-    if (looksRight(*draft, view)) {
-      high = middle;
-    } else {
-      // A draft takes about a third more than what is kept; this one is hopeless.
-      if (draft->data.size() * 2 > bytesLeft() * 3) return std::nullopt;
-      low = middle + 1;
-    }
+// Finds strokes that would be lost at the layers' resolution, and takes them as ink. Where that does not
+// help, and where ink and paper do not make up the page, that part of it becomes a picture.
+void Layering::keepStrokes() {
+  const Size size = sizeAt(std::max<double>(settings_.mrcLayerDpi, viewingDpi)), reading = sizeAt(readingDpi);
+  const auto composed = [&]() {
+    const Pixels colors = inkColors();
+    reader_.emplace(ink_, reading.width, reading.height);
+    reader_->setInk(colors);
+    return asShown(reader_->compose(paperAt(size, colors)));
+  };
+  Pixels page = composed();
+  const auto lostNow = [&]() {
+    CellGrid lost = lostOn(page);
+    for (std::size_t i = 0; i < lost.cells.size(); ++i) lost.cells[i] &= inPictures_.cells[i] ^ 1;
+    return lost;
+  };
+  CellGrid lost = lostNow();
+  if (lost.count() > 0) {
+    addFaintInk(luma_, lost, ink_);
+    page = composed();
+    lost = lostNow();
   }
-  options.draft = false;
-  for (; low < ladder.size(); ++low) {
-    options.quality = ladder[low];
-    Result<EncodedImage> coded = encodeJpeg(background_, options);
-    if (!coded || coded->cost() > bytesLeft()) return std::nullopt;
-    if (!looksRight(*coded, view)) continue;
-    tryWavelets(*coded, view);
-    return std::move(*coded);
-  }
-  return std::nullopt;
+  if (!settings_.mrcRecognizePictures || !holdsPaper(settings_.mrcPictureCodec)) return;
+  const CellGrid unlike = viewOfRead_->unlikeCells(page, lost.across, lost.down, leastAlike);
+  for (std::size_t i = 0; i < lost.cells.size(); ++i) inPictures_.cells[i] |= lost.cells[i] | unlike.cells[i];
 }
 
-// Whether the page as it is read, enlarged, keeps its strokes: faint ones that the mask misses are gone in
-// the coarse background.
-bool Layering::legible(const LookReference& closeUp) const {
-  const Result<Pixels> colors = decodeJpeg(layers_.foreground.data);
-  const Result<Pixels> paper = layers_.background.codec == Codec::jpeg2000
-                                   ? decodeJpx(layers_.background.data)
-                                   : decodeJpeg(layers_.background.data);
-  if (!colors || !paper) return false;
-  const std::uint32_t width = sideAt(page_.width(), dpiX_, readingDpi),
-                      height = sideAt(page_.height(), dpiY_, readingDpi);
-  const Plane coverage = coverageOf(ink_, width, height);
-  const Plane behind = enlarged(channelOf(lumaOf(*paper), 0), width, height),
-              ink = enlarged(channelOf(lumaOf(*colors), 0), width, height);
-  Plane page(width, height);
-  for (std::size_t i = 0; i < page.values.size(); ++i) {
-    page.values[i] = behind.values[i] + (ink.values[i] - behind.values[i]) * coverage.values[i];
+bool Layering::codeMaskOfInk() {
+  Pixels mask = pixelsOf(ink_);
+  if (std::min(dpiX_, dpiY_) > finestMask)
+    mask = thresholdTo1Bit(areaAverage(expandTo8Bits(mask), mask.width() / 2, mask.height() / 2));
+  layers_.mask = codeMask(mask, settings_);
+  if (mask.width() != static_cast<std::uint32_t>(ink_.width)) {
+    // What is judged is what is coded.
+    ink_ = bitonalOf(resizeBitonal(mask, page_.width(), page_.height()));
+    const Size reading = sizeAt(readingDpi);
+    reader_.emplace(ink_, reading.width, reading.height);
   }
-  Pixels shown(width, height, 1, ColorKind::grey);
-  putChannel(page, shown, 0);
-  return closeUp.compare(shown).busy >= legibleBusy;
+  const Size viewSize = sizeAt(viewingDpi);
+  viewer_.emplace(ink_, viewSize.width, viewSize.height);
+  commonViewer_.emplace(ink_, viewSize.width, viewSize.height, Reduction::blocks);
+  std::vector<PagePart> parts;
+  for (const PixelRegion& region : regions_) parts.push_back(partOf(region));
+  viewer_->keep(page_, parts);
+  commonViewer_->keep(page_, parts);
+  reader_->keep(page_, parts);
+  return bytesLeft() > 0;
 }
 
-// Both layers, with the ink's colours at this quality.
-bool Layering::codeBoth(const Pixels& colors, int quality, const LookReference& view) {
+bool Layering::codePictures(const Pixels& colors) {
+  for (const PixelRegion& region : regions_) {
+    const Pixels picture = pictureIn(region, colors);
+    std::optional<CodedLayer> coded = codePicture(picture, dpiX_, dpiY_, settings_, bytesLeft());
+    if (!coded) return false;
+    layers_.pictures.push_back({partOf(region), std::move(coded->image)});
+  }
+  return true;
+}
+
+void Layering::setInk(const Pixels& colors) {
+  viewer_->setInk(colors);
+  commonViewer_->setInk(colors);
+  reader_->setInk(colors);
+}
+
+// Takes the coded colours as the foreground.
+bool Layering::codeInk(const Pixels& colors, int quality) {
   JpegOptions options;
   options.quality = quality;
   options.subsampleChroma = false;
   Result<EncodedImage> coded = encodeJpeg(colors, options);
-  if (!coded || !useForeground(std::move(*coded)) || bytesLeft() == 0) return false;
-  std::optional<EncodedImage> background = codeBackground(view);
-  if (!background) return false;
-  layers_.background = std::move(*background);
+  if (!coded) return false;
+  layers_.foreground = std::move(*coded);
+  return true;
+}
+
+// Strokes take longer to look for, and are there in most of what passes otherwise.
+bool Layering::looksRight(const Pixels& paper, const LookFloor& floor, std::size_t before) const {
+  const bool coarse = paper.width() <= viewer_->width() && paper.height() <= viewer_->height();
+  const Pixels viewed = asShown((coarse ? *viewer_ : *reader_).compose(paper));
+  if (!passes((coarse ? *view_ : *viewOfRead_).compare(viewed), floor)) return false;
+  const Pixels common = asShown(commonViewer_->compose(
+      coarse ? paper : blockAverage(paper, commonViewer_->width(), commonViewer_->height())));
+  if (shownView_->compare(common).structure < floor.shown) return false;
+  const CellGrid lost = lostOn(coarse ? asShown(reader_->compose(paper)) : viewed);
+  return lost.count() <= before + static_cast<std::size_t>(mostLost * static_cast<double>(lost.cells.size()));
+}
+
+bool Layering::codePaperAt(double dpi, const Pixels& colors, double reserve) {
+  const Result<Pixels> ink = decodeJpeg(layers_.foreground.data);
+  if (!ink) return false;
+  setInk(*ink);
+  const Pixels paper = paperAt(sizeAt(dpi), *ink);
+  // Pictures count as they are; the rest must not lose more for it.
+  LookFloor floor = layeredFloor;
+  floor.structure += (1 - floor.structure) * pictureShare_;
+  floor.shown += (1 - floor.shown) * pictureShare_;
+  if (!looksRight(paper, withReserve(floor, reserve), 0)) return false;
+  const std::size_t lost = lostOn(asShown(reader_->compose(paper))).count();
+  const auto good = [&](const Pixels& shown) { return looksRight(shown, floor, lost); };
+  std::optional<CodedLayer> coded = codePaper(paper, settings_, bytesLeft(), good);
+  if (!coded) return false;
+  layers_.background = std::move(coded->image);
+  // The same with cheaper ink.
+  const EncodedImage before = layers_.foreground;
+  if (!codeInk(colors, page_.channels() == 1 ? greyInkQualities[0] : colorInkQualities[0])) return false;
+  const Result<Pixels> cheapInk = decodeJpeg(layers_.foreground.data);
+  if (cheapInk && layers_.foreground.cost() < before.cost()) {
+    setInk(*cheapInk);
+    if (good(coded->shown)) return true;
+  }
+  layers_.foreground = before;
   return true;
 }
 
 std::optional<LayeredImage> Layering::run() {
+  const Pixels shownPage = asShown(page_);
+  luma_ = withDarkInk(lumaOf(shownPage));
   if (!splitOff()) return std::nullopt;
-  const double wanted = pictureShare_ > 0.02 ? pictureDpi : paperDpi;
-  width_ = sideAt(page_.width(), dpiX_, wanted);
-  height_ = sideAt(page_.height(), dpiY_, wanted);
-  coverage_ = coverageOf(ink_, width_, height_);
-  const LookReference view(page_, sideAt(page_.width(), dpiX_, viewingDpi),
-                           sideAt(page_.height(), dpiY_, viewingDpi));
+  const Size viewSize = sizeAt(viewingDpi), reading = sizeAt(readingDpi);
+  const Pixels read = areaAverage(shownPage, reading.width, reading.height);
+  strokes_.emplace(lumaOf(read));
+  viewOfRead_.emplace(read, viewSize.width, viewSize.height);
+  view_.emplace(shownPage, viewSize.width, viewSize.height);
+  shownView_.emplace(shownPage, viewSize.width, viewSize.height, Reduction::blocks);
+  keepStrokes();
+  regions_ = regionsOf(inPictures_, static_cast<double>(page_.width()) / inPictures_.across,
+                       static_cast<double>(page_.height()) / inPictures_.down, page_.width(), page_.height(),
+                       mostPictures);
+  std::uint64_t area = 0;
+  for (const PixelRegion& region : regions_) area += region.area();
+  pictureShare_ = static_cast<double>(area) / static_cast<double>(page_.pixelCount());
+  if (pictureShare_ > mostPicture) return std::nullopt;
+  if (!codeMaskOfInk()) return std::nullopt;
   const Pixels colors = inkColors();
-  std::optional<LayeredImage> best;
-  const LookReference closeUp(page_, sideAt(page_.width(), dpiX_, readingDpi),
-                              sideAt(page_.height(), dpiY_, readingDpi));
-  // A hopeless page shows itself at the better quality.
-  const auto& qualities = page_.channels() == 1 ? greyInkQualities : colorInkQualities;
-  for (auto quality = qualities.rbegin(); quality != qualities.rend(); ++quality) {
-    if (codeBoth(colors, *quality, view) && legible(closeUp)) {
-      if (!best || layers_.cost() < best->cost()) best = layers_;
-    } else if (!best) {
-      return std::nullopt;
-    }
+  if (!codePictures(colors)) return std::nullopt;
+  if (!codeInk(colors, page_.channels() == 1 ? greyInkQualities[1] : colorInkQualities[1]))
+    return std::nullopt;
+  const double first =
+      wantsFinerPaper_ ? std::max<double>(pictureDpi, settings_.mrcLayerDpi) : settings_.mrcLayerDpi;
+  for (const double reserve : {1.0, 0.1}) {
+    if (codePaperAt(first, colors, reserve)) return std::move(layers_);
+    for (const double dpi : paperSteps)
+      if (dpi > first && codePaperAt(dpi, colors, reserve)) return std::move(layers_);
   }
-  return best;
+  return std::nullopt;
 }
 
 }  // namespace
 
 std::size_t LayeredImage::cost() const {
-  return background.cost() + foreground.cost() + mask.cost() + overhead;
+  std::size_t sum = background.cost() + foreground.cost() + mask.cost() + overhead;
+  for (const LayeredPicture& picture : pictures) sum += picture.image.cost() + pictureOverhead;
+  return sum;
 }
 
 std::optional<LayeredImage> codeInLayers(const Pixels& pixels, double dpiX, double dpiY,
-                                         const Settings& settings, std::size_t toBeat) {
+                                         const Settings& settings, std::size_t toBeat,
+                                         const ColorConverter* shown) {
   if (pixels.bits() != 8 || (pixels.kind() != ColorKind::grey && pixels.kind() != ColorKind::rgb))
     return std::nullopt;
+  if (!holdsPaper(settings.mrcLayerCodec) || !holdsMask(settings.mrcMaskCodec)) return std::nullopt;
   // Of a page that is hardly finer than it is looked at, the paper alone takes nearly what the whole takes.
   constexpr double leastDpi = 130;
   if (pixels.width() < 64 || pixels.height() < 64 || dpiX < leastDpi || dpiY < leastDpi) return std::nullopt;
   const auto wanted = static_cast<std::size_t>(advantage * static_cast<double>(toBeat));
-  return Layering(pixels, dpiX, dpiY, settings, wanted).run();
+  return Layering(pixels, dpiX, dpiY, settings, wanted, shown).run();
 }
 
 }  // namespace optimizer

@@ -12,7 +12,9 @@
 #include "optimizer/codec/jpx.h"
 #include "optimizer/image/mrc_plane.h"
 #include "optimizer/image/mrc_segment.h"
+#include "optimizer/image/resample.h"
 #include "optimizer/image/score.h"
+#include "optimizer/image/strokes.h"
 
 namespace optimizer {
 namespace {
@@ -88,9 +90,18 @@ Pixels shown(const LayeredImage& layers) {
   const std::uint32_t w = layers.mask.width, h = layers.mask.height;
   Pixels page(w, h, background.channels(), background.kind());
   for (unsigned c = 0; c < page.channels(); ++c) {
-    const Plane below = enlarged(channelOf(background, c), w, h),
-                above = enlarged(channelOf(foreground, c), w, h);
-    Plane both = below;
+    Plane both = enlarged(channelOf(background, c), w, h);
+    for (const LayeredPicture& picture : layers.pictures) {
+      const auto left = static_cast<std::uint32_t>(std::lround(picture.part.left * w)),
+                 right = static_cast<std::uint32_t>(std::lround(picture.part.right * w)),
+                 top = static_cast<std::uint32_t>(std::lround(picture.part.top * h)),
+                 bottom = static_cast<std::uint32_t>(std::lround(picture.part.bottom * h));
+      const Plane part = enlarged(channelOf(decoded(picture.image), c), right - left, bottom - top);
+      for (std::uint32_t y = top; y < bottom; ++y)
+        for (std::uint32_t x = left; x < right; ++x)
+          both.values[std::size_t{y} * w + x] = part.values[std::size_t{y - top} * part.width + x - left];
+    }
+    const Plane above = enlarged(channelOf(foreground, c), w, h);
     for (std::uint32_t y = 0; y < h; ++y)
       for (std::uint32_t x = 0; x < w; ++x)
         if (mask->at(static_cast<int>(x), static_cast<int>(y)))
@@ -122,14 +133,36 @@ TEST(MrcLayers, TextOnPaperTakesFarFewerBytesAndLooksTheSame) {
   }
 }
 
-TEST(MrcLayers, PagesWithStrokesTooFaintForTheMaskAreLeft) {
+// A page of dark lettering whose lower part is as faint as pencil.
+Pixels faintPage() {
   Pixels page = paper(1200, 1600, 1), faint = paper(1200, 1600, 1);
   write(page, 40);
   write(faint, 205);
   const std::size_t below = page.stride() * 500;
   std::copy(faint.samples().begin() + static_cast<std::ptrdiff_t>(below), faint.samples().end(),
             page.samples().begin() + static_cast<std::ptrdiff_t>(below));
-  EXPECT_FALSE(codeInLayers(page, dpi, dpi, webSettings(), 1 << 30).has_value());
+  return page;
+}
+
+TEST(MrcLayers, FaintStrokesAreThereWhenThePageIsRead) {
+  const Pixels page = faintPage();
+  const auto layers = codeInLayers(page, dpi, dpi, webSettings(), 1 << 30);
+  ASSERT_TRUE(layers.has_value());
+  EXPECT_LT(StrokeReference(page).compare(shown(*layers)).count(), 5u);
+}
+
+TEST(MrcLayers, PencilLinesBetweenTheLinesAreThereWhenThePageIsRead) {
+  Pixels page = paper(1200, 1600, 1);
+  write(page, 40);
+  for (std::uint32_t line = 5; line < 9; ++line)
+    for (std::uint32_t x = 60; x < 1100; ++x)
+      for (std::uint32_t dy = 0; dy < 2; ++dy) {
+        std::uint8_t& s = page.row(40 + 44 * line + 33 + dy)[x];
+        s = static_cast<std::uint8_t>(s - 30);
+      }
+  const auto layers = codeInLayers(page, dpi, dpi, webSettings(), 1 << 30);
+  ASSERT_TRUE(layers.has_value());
+  EXPECT_LT(StrokeReference(page).compare(shown(*layers)).count(), 5u);
 }
 
 TEST(MrcLayers, LightTextOnADarkPageKeepsItsLook) {
@@ -160,6 +193,72 @@ TEST(MrcLayers, FineScansGetAMaskOfHalfTheirResolution) {
   ASSERT_TRUE(layers.has_value());
   EXPECT_EQ(layers->mask.width, 600u);
   EXPECT_EQ(layers->mask.height, 800u);
+}
+
+Pixels pageWithPhoto() {
+  Pixels page = paper(1200, 1600, 1);
+  write(page, 40);
+  const Pixels picture = photo(500, 400);
+  for (std::uint32_t y = 0; y < picture.height(); ++y)
+    std::copy(picture.row(y), picture.row(y) + picture.width(), page.row(y + 600) + 300);
+  return page;
+}
+
+TEST(MrcLayers, PhotographsKeepABetterResolutionThanThePaper) {
+  const Pixels page = pageWithPhoto();
+  const auto layers = codeInLayers(page, dpi, dpi, webSettings(), 1 << 30);
+  ASSERT_TRUE(layers.has_value());
+  ASSERT_EQ(layers->pictures.size(), 1u);
+  const LayeredPicture& picture = layers->pictures[0];
+  EXPECT_LE(picture.part.left, 300.0 / 1200);
+  EXPECT_GE(picture.part.right, 800.0 / 1200);
+  EXPECT_LE(picture.part.top, 600.0 / 1600);
+  EXPECT_GE(picture.part.bottom, 1000.0 / 1600);
+  EXPECT_LT(picture.part.right - picture.part.left, 0.55);
+  EXPECT_EQ(picture.image.filter, "DCTDecode");
+  const double perInch = picture.image.width / ((picture.part.right - picture.part.left) * 1200 / dpi);
+  EXPECT_NEAR(perInch, 150, 2);
+  EXPECT_LT(layers->background.width, 1200 / dpi * 110);
+  EXPECT_GT(lookOf(page, *layers).structure, 0.955);
+}
+
+TEST(MrcLayers, SettingsSayHowLayersAreCoded) {
+  const Pixels page = pageWithPhoto();
+  const auto with = [&](void (*change)(Settings&)) {
+    Settings settings = webSettings();
+    change(settings);
+    return codeInLayers(page, dpi, dpi, settings, 1 << 30);
+  };
+  const auto plain = with([](Settings&) {});
+  const auto whole = with([](Settings& s) { s.mrcRecognizePictures = false; });
+  const auto jpeg = with([](Settings& s) { s.mrcLayerCodec = Codec::jpeg; });
+  const auto flate =
+      with([](Settings& s) { s.mrcLayerCodec = s.mrcMaskCodec = s.mrcPictureCodec = Codec::flate; });
+  const auto wavelets = with([](Settings& s) { s.mrcPictureCodec = Codec::jpeg2000; });
+  const auto fine = with([](Settings& s) { s.mrcLayerDpi = 150; });
+  const auto good = with([](Settings& s) { s.mrcLayerQuality = 90; });
+  const auto none = with([](Settings& s) { s.mrcPictureCodec = Codec::none; });
+  for (const auto* layers : {&plain, &jpeg, &flate, &wavelets, &fine, &good})
+    ASSERT_TRUE(layers->has_value());
+  EXPECT_EQ(plain->background.filter, "JPXDecode");
+  EXPECT_NE(plain->mask.filter, "FlateDecode");
+  EXPECT_TRUE(!whole || whole->pictures.empty());
+  EXPECT_TRUE(!none || none->pictures.empty());
+  EXPECT_EQ(jpeg->background.filter, "DCTDecode");
+  EXPECT_EQ(flate->background.filter, "FlateDecode");
+  EXPECT_EQ(flate->mask.filter, "FlateDecode");
+  ASSERT_EQ(flate->pictures.size(), 1u);
+  EXPECT_EQ(flate->pictures[0].image.filter, "FlateDecode");
+  ASSERT_EQ(wavelets->pictures.size(), 1u);
+  EXPECT_EQ(wavelets->pictures[0].image.filter, "JPXDecode");
+  EXPECT_EQ(fine->background.width, 900u);
+  EXPECT_GT(fine->foreground.width, plain->foreground.width);
+  EXPECT_GT(good->background.cost(), plain->background.cost());
+  for (const Codec unfit : {Codec::none, Codec::jpeg, Codec::jpeg2000}) {
+    Settings settings = webSettings();
+    settings.mrcMaskCodec = unfit;
+    EXPECT_FALSE(codeInLayers(page, dpi, dpi, settings, 1 << 30).has_value());
+  }
 }
 
 TEST(MrcSegment, InkIsFoundAndPicturesAreNot) {

@@ -31,23 +31,6 @@ std::vector<std::uint32_t> targets(std::uint32_t from, std::uint32_t to) {
 
 }  // namespace
 
-Plane coverageOf(const Bitonal& picture, std::uint32_t width, std::uint32_t height) {
-  Plane black(width, height), all(width, height);
-  const auto columns = targets(static_cast<std::uint32_t>(picture.width), width);
-  const auto rows = targets(static_cast<std::uint32_t>(picture.height), height);
-  for (int y = 0; y < picture.height; ++y) {
-    const std::size_t base = std::size_t{rows[static_cast<std::size_t>(y)]} * width;
-    for (int x = 0; x < picture.width; ++x) {
-      const std::size_t at = base + columns[static_cast<std::size_t>(x)];
-      all.values[at] += 1;
-      if (picture.at(x, y)) black.values[at] += 1;
-    }
-  }
-  for (std::size_t i = 0; i < black.values.size(); ++i)
-    if (all.values[i] > 0) black.values[i] /= all.values[i];
-  return black;
-}
-
 WeightedPlane meanOfInk(const Pixels& pixels, unsigned channel, const Bitonal& ink, std::uint32_t width,
                         std::uint32_t height) {
   WeightedPlane mean{Plane(width, height), Plane(width, height)};

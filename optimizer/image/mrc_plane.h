@@ -24,9 +24,6 @@ struct WeightedPlane {
 Plane channelOf(const Pixels& pixels, unsigned channel);
 void putChannel(const Plane& plane, Pixels& pixels, unsigned channel);
 
-// Share of black in the area of each pixel of a width x height picture; sizes at most the picture's.
-Plane coverageOf(const Bitonal& picture, std::uint32_t width, std::uint32_t height);
-
 // Mean of the channel over the black pixels in the area of each target pixel; weight 0 where there is none.
 WeightedPlane meanOfInk(const Pixels& pixels, unsigned channel, const Bitonal& ink, std::uint32_t width,
                         std::uint32_t height);

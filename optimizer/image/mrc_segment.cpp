@@ -96,79 +96,6 @@ void smoothEdges(Bitonal& ink) {
   }
 }
 
-// Between letters paper is of one tone; in a photograph what is not ink varies, too. Cells where it does are
-// picture where most of their neighbours are, too. Pixels next to ink do not count: edges are soft.
-class Pictures {
- public:
-  Pictures(const Pixels& luma, const Bitonal& ink, double dpi)
-      : side_(std::max(8, static_cast<int>(dpi / 6))),
-        wide_((ink.width + side_ - 1) / side_),
-        high_((ink.height + side_ - 1) / side_),
-        cells_(static_cast<std::size_t>(wide_) * static_cast<std::size_t>(high_)) {
-    for (int cy = 0; cy < high_; ++cy)
-      for (int cx = 0; cx < wide_; ++cx) at(cx, cy) = varies(luma, ink, cx, cy);
-    smooth();
-  }
-
-  double share() const {
-    return static_cast<double>(std::count(cells_.begin(), cells_.end(), 1)) /
-           static_cast<double>(cells_.size());
-  }
-  void clear(Bitonal& ink) const {
-    for (int y = 0; y < ink.height; ++y)
-      for (int x = 0; x < ink.width; ++x)
-        if (cells_[static_cast<std::size_t>(y / side_ * wide_ + x / side_)])
-          ink.row(y)[x >> 3] &= static_cast<std::uint8_t>(~(0x80 >> (x & 7)));
-  }
-
- private:
-  static constexpr double variedSpread = 14;  // standard deviation, in levels
-
-  std::uint8_t& at(int cx, int cy) { return cells_[static_cast<std::size_t>(cy * wide_ + cx)]; }
-
-  bool varies(const Pixels& luma, const Bitonal& ink, int cx, int cy) const {
-    double count = 0, sum = 0, squares = 0;
-    for (int y = cy * side_; y < std::min((cy + 1) * side_, ink.height); ++y)
-      for (int x = cx * side_; x < std::min((cx + 1) * side_, ink.width); ++x) {
-        if (inkNear(ink, x, y)) continue;
-        const double v = luma.row(static_cast<std::uint32_t>(y))[x];
-        ++count;
-        sum += v;
-        squares += v * v;
-      }
-    if (count < side_ * side_ / 8.0) return false;
-    return std::sqrt(std::max(0.0, squares - sum * sum / count) / count) > variedSpread;
-  }
-
-  static bool inkNear(const Bitonal& ink, int x, int y) {
-    constexpr int reach = 2;
-    for (int ny = std::max(0, y - reach); ny <= std::min(ink.height - 1, y + reach); ++ny)
-      for (int nx = std::max(0, x - reach); nx <= std::min(ink.width - 1, x + reach); ++nx)
-        if (ink.at(nx, ny)) return true;
-    return false;
-  }
-
-  void smooth() {
-    for (int round = 0; round < 2; ++round) {
-      const std::vector<std::uint8_t> before = cells_;
-      for (int cy = 0; cy < high_; ++cy)
-        for (int cx = 0; cx < wide_; ++cx) {
-          int near = 0, all = 0;
-          for (int dy = -2; dy <= 2; ++dy)
-            for (int dx = -2; dx <= 2; ++dx) {
-              if (cx + dx < 0 || cy + dy < 0 || cx + dx >= wide_ || cy + dy >= high_) continue;
-              ++all;
-              near += before[static_cast<std::size_t>((cy + dy) * wide_ + cx + dx)];
-            }
-          at(cx, cy) = near * 2 > all;
-        }
-    }
-  }
-
-  int side_, wide_, high_;
-  std::vector<std::uint8_t> cells_;
-};
-
 // The first threshold takes in the soft edges of strokes, which would make all ink paler. The edge is put a
 // little beyond the middle between the tone of the ink and that of the paper around it; what is fainter stays
 // with the paper.
@@ -211,24 +138,36 @@ void tighten(const Pixels& luma, double dpi, Bitonal& ink) {
   keepDarker(ink, edge);
 }
 
+void clearInPictures(InkMask& found) {
+  const auto side = static_cast<int>(found.cell), across = static_cast<int>(found.pictures.across);
+  for (int y = 0; y < found.ink.height; ++y)
+    for (int x = 0; x < found.ink.width; ++x)
+      if (found.pictures.cells[static_cast<std::size_t>(y / side * across + x / side)])
+        found.ink.row(y)[x >> 3] &= static_cast<std::uint8_t>(~(0x80 >> (x & 7)));
+}
+
 }  // namespace
 
-InkMask findInk(const Pixels& page, double dpi, bool picturesApart) {
-  Pixels luma = page;
+Pixels withDarkInk(Pixels luma) {
   std::uint64_t sum = 0;
   for (std::uint8_t sample : luma.samples()) sum += sample;
-  // On dark paper the ink is light.
   if (sum < darkPaper * luma.samples().size())
     for (std::uint8_t& sample : luma.samples()) sample = static_cast<std::uint8_t>(255 - sample);
+  return luma;
+}
+
+InkMask findInk(const Pixels& luma, double dpi, bool picturesApart) {
   InkMask found;
   found.ink = Bitonal(static_cast<int>(luma.width()), static_cast<int>(luma.height()));
   threshold(luma, std::clamp(static_cast<int>(dpi / 8), 6, 60), found.ink);
   tighten(luma, dpi, found.ink);
   smoothEdges(found.ink);
   if (picturesApart) {
-    Pictures pictures(luma, found.ink, dpi);
-    found.pictureShare = pictures.share();
-    pictures.clear(found.ink);
+    found.cell = std::max(8u, static_cast<std::uint32_t>(dpi / 6));
+    found.pictures = findPictures(luma, found.ink, found.cell);
+    found.pictureShare =
+        static_cast<double>(found.pictures.count()) / static_cast<double>(found.pictures.cells.size());
+    clearInPictures(found);
   }
   std::uint64_t black = 0;
   for (std::uint8_t byte : found.ink.bits) black += static_cast<std::uint64_t>(std::popcount(byte));

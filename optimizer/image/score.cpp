@@ -6,13 +6,13 @@
 #include "optimizer/base/pool.h"
 #include "optimizer/base/vectorised.h"
 #include "optimizer/image/resample.h"
+#include "optimizer/image/score_windows.h"
 
 namespace optimizer {
 namespace {
 
 // SSIM (Wang, Bovik, Sheikh, Simoncelli 2004) over square windows of equal weights.
-constexpr std::uint32_t window = 7;
-constexpr std::uint32_t step = 2;
+constexpr std::uint32_t window = 7, step = windowStep;
 constexpr float c1 = 6.5025f, c2 = 58.5225f;  // (0.01 * 255)^2, (0.03 * 255)^2
 
 // A place counts fully once its variance reaches this.
@@ -23,44 +23,9 @@ constexpr double leastWeight = 0.02;
 constexpr std::uint64_t enoughPixels = 700'000;
 constexpr std::uint32_t band = 64;
 
-// Window sums of two pictures: of samples, squares and products.
-struct Sums {
-  std::vector<std::int32_t> a, b, aa, bb, ab;
-  explicit Sums(std::size_t n) : a(n), b(n), aa(n), bb(n), ab(n) {}
-};
-
-// Adds a row to the sums of columns, or takes it off.
-void addRow(Sums& sums, const std::uint8_t* a, const std::uint8_t* b, std::int32_t sign) {
-  vectorised([&]() OPTIMIZER_LOOP {
-    const std::size_t n = sums.a.size();
-    std::int32_t *sa = sums.a.data(), *sb = sums.b.data(), *saa = sums.aa.data(), *sbb = sums.bb.data(),
-                 *sab = sums.ab.data();
-    const std::uint8_t *x = a, *y = b;
-    const std::int32_t by = sign;
-    for (std::size_t i = 0; i < n; ++i) sa[i] += by * x[i];
-    for (std::size_t i = 0; i < n; ++i) sb[i] += by * y[i];
-    for (std::size_t i = 0; i < n; ++i) saa[i] += by * (x[i] * x[i]);
-    for (std::size_t i = 0; i < n; ++i) sbb[i] += by * (y[i] * y[i]);
-    for (std::size_t i = 0; i < n; ++i) sab[i] += by * (x[i] * y[i]);
-  });
-}
-
-// The sums over w columns that begin at every `step`-th one.
-void slide(const std::vector<std::int32_t>& columns, std::uint32_t w, std::vector<std::int32_t>& windows) {
-  std::int32_t sum = 0;
-  const auto width = static_cast<std::uint32_t>(columns.size());
-  for (std::uint32_t x = 0; x < w; ++x) sum += columns[x];
-  windows[0] = sum;
-  std::size_t place = 0;
-  for (std::uint32_t x = w; x + step <= width; x += step) {
-    for (std::uint32_t k = 0; k < step; ++k) sum += columns[x + k] - columns[x + k - w];
-    windows[++place] = sum;
-  }
-}
-
 // Similarity and variance at each place of a row. All integers stay below 2^31: a window holds 49 samples at
 // most.
-void similarities(const Sums& sums, std::int32_t count, std::vector<float>& similarity,
+void similarities(const WindowSums& sums, std::int32_t count, std::vector<float>& similarity,
                   std::vector<float>& variance) {
   vectorised([&]() OPTIMIZER_LOOP {
     const std::size_t n = similarity.size();
@@ -85,7 +50,8 @@ void similarities(const Sums& sums, std::int32_t count, std::vector<float>& simi
 struct Tally {
   double total = 0, weighted = 0, weights = 0;
   std::uint64_t places = 0;
-  std::vector<std::uint32_t> histogram = std::vector<std::uint32_t>(1001);  // of the similarity in thousandths
+  std::vector<std::uint32_t> histogram =
+      std::vector<std::uint32_t>(1001);  // of the similarity in thousandths
 
   void add(const Tally& other) {
     total += other.total;
@@ -96,12 +62,14 @@ struct Tally {
   }
 };
 
-// The places whose windows begin in one band of rows.
-void tallyBand(const Pixels& a, const Pixels& b, std::uint32_t top, Tally& tally) {
+// The places whose windows begin in one band of rows. row: called for each row of places with the number of
+// its first sample row, similarities and variances.
+template <typename Row>
+void tallyBand(const Pixels& a, const Pixels& b, std::uint32_t top, Tally& tally, const Row& row) {
   const std::uint32_t w = std::min(window, a.width()), h = std::min(window, a.height());
   const std::size_t across = (a.width() - w) / step + 1;
   std::vector<float> similarity(across), variance(across);
-  Sums columns(a.width()), windows(across);
+  WindowSums columns(a.width()), windows(across);
   for (std::uint32_t y = top; y < std::min(a.height(), top + band + h - 1); ++y) {
     addRow(columns, a.row(y), b.row(y), 1);
     if (y >= top + h) addRow(columns, a.row(y - h), b.row(y - h), -1);
@@ -112,6 +80,7 @@ void tallyBand(const Pixels& a, const Pixels& b, std::uint32_t top, Tally& tally
     slide(columns.bb, w, windows.bb);
     slide(columns.ab, w, windows.ab);
     similarities(windows, static_cast<std::int32_t>(w * h), similarity, variance);
+    row(y + 1 - h, similarity, variance);
     for (std::size_t i = 0; i < across; ++i) {
       const double s = similarity[i];
       const double weight = leastWeight + (1 - leastWeight) * std::min(1.0, variance[i] / fullVariance);
@@ -130,7 +99,8 @@ Look structureOf(const Pixels& a, const Pixels& b) {
   std::vector<Tally> bands((a.height() - h) / (band * every) + 1);
   inParts(0, bands.size(), 2, [&](std::size_t begin, std::size_t end) {
     for (std::size_t i = begin; i < end; ++i)
-      tallyBand(a, b, static_cast<std::uint32_t>(i) * band * every, bands[i]);
+      tallyBand(a, b, static_cast<std::uint32_t>(i) * band * every, bands[i],
+                [](std::uint32_t, const std::vector<float>&, const std::vector<float>&) {});
   });
   Tally all;
   for (const Tally& part : bands) all.add(part);
@@ -233,6 +203,32 @@ Look LookReference::compare(const Viewed& candidate) const {
         std::sqrt((squaredError(reference_.blue, shown.blue) + squaredError(reference_.red, shown.red)) / 2);
   }
   return look;
+}
+
+CellGrid LookReference::unlikeCells(const Viewed& candidate, std::uint32_t across, std::uint32_t down,
+                                    double least) const {
+  CellGrid grid{across, down, std::vector<std::uint8_t>(std::size_t{across} * down)};
+  std::vector<double> sums(grid.cells.size()), weights(grid.cells.size());
+  const Planes shown = view(candidate);
+  const Pixels& luma = shown.luma.empty() ? candidate.luma() : shown.luma;
+  const auto add = [&](std::uint32_t y, const std::vector<float>& similarity,
+                       const std::vector<float>& variance) {
+    const std::size_t first = std::uint64_t{y + window / 2} * down / height_ * across;
+    for (std::size_t i = 0; i < similarity.size(); ++i) {
+      const std::size_t cell = first + (i * step + window / 2) * across / width_;
+      const double weight = std::min(1.0, variance[i] / fullVariance);
+      sums[cell] += weight * similarity[i];
+      weights[cell] += weight;
+    }
+  };
+  Tally unused;
+  for (std::uint32_t top = 0; top + std::min(window, height_) <= height_; top += band)
+    tallyBand(reference_.luma, luma, top, unused, add);
+  // What covers less of a cell than a few places is an edge of its neighbour's.
+  constexpr double leastWeightSum = 3;
+  for (std::size_t i = 0; i < sums.size(); ++i)
+    grid.cells[i] = weights[i] > leastWeightSum && sums[i] < least * weights[i];
+  return grid;
 }
 
 }  // namespace optimizer

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "optimizer/image/cells.h"
 #include "optimizer/image/pixels.h"
 
 namespace optimizer {
@@ -46,6 +47,9 @@ class LookReference {
 
   // candidate: any size; it is shown at the viewing size too.
   Look compare(const Viewed& candidate) const;
+
+  // The cells of a grid over the picture in which what shows keeps less than so much of its structure.
+  CellGrid unlikeCells(const Viewed& candidate, std::uint32_t across, std::uint32_t down, double least) const;
 
  private:
   struct Planes {

@@ -1,10 +1,15 @@
 #include "optimizer/passes/mrc.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
+#include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "optimizer/document/stream_data.h"
+#include "optimizer/image/convert.h"
 #include "optimizer/image/decode.h"
 
 namespace optimizer {
@@ -39,6 +44,17 @@ QPDFObjectHandle newImage(QPDF& pdf, const EncodedImage& coded) {
   return image;
 }
 
+// The matrix that takes the unit square to a part of it.
+std::string placeOf(const PagePart& part) {
+  const auto number = [](double value) {
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), " %.5f", value);
+    return std::string(text.data());
+  };
+  return number(part.right - part.left) + " 0 0" + number(part.bottom - part.top) + number(part.left) +
+         number(1 - part.bottom);
+}
+
 }  // namespace
 
 bool layersSuit(QPDFObjectHandle image, const ImageJob& job, double pageCoverage, const Settings& settings) {
@@ -51,8 +67,7 @@ bool layersSuit(QPDFObjectHandle image, const ImageJob& job, double pageCoverage
   if (color.lab || job.source.colorKeyMask || job.source.jpxAlpha || job.source.bits < 8) return false;
   if (pageCoverage < leastCoverage || job.source.storedBytes < leastBytes || job.dpiX <= 0 || job.dpiY <= 0)
     return false;
-  if (job.unlikeDevice || job.source.width < leastSide * job.dpiX || job.source.height < leastSide * job.dpiY)
-    return false;
+  if (job.source.width < leastSide * job.dpiX || job.source.height < leastSide * job.dpiY) return false;
   QPDFObjectHandle dictionary = image.getDict();
   for (const char* key : {"/SMask", "/Mask", "/Alternates", "/SMaskInData"})
     if (dictionary.hasKey(key)) return false;
@@ -68,8 +83,13 @@ std::optional<LayeredImage> layersOf(const ImageJob& job, const Settings& settin
   Result<Pixels> pixels = decodeImage(job.source, std::max(1u, reduce));
   if (!pixels) return std::nullopt;
   if (pixels->kind() == ColorKind::indexed) *pixels = applyPalette(*pixels, job.source.color);
+  std::unique_ptr<ColorConverter> shown;
+  if (job.unlikeDevice) {
+    shown = ColorConverter::make(job.source.color, {}, {});
+    if (!shown) return std::nullopt;
+  }
   return codeInLayers(*pixels, job.dpiX * pixels->width() / job.source.width,
-                      job.dpiY * pixels->height() / job.source.height, settings, toBeat);
+                      job.dpiY * pixels->height() / job.source.height, settings, toBeat, shown.get());
 }
 
 void replaceByLayers(QPDF& pdf, QPDFObjectHandle image, const LayeredImage& layers) {
@@ -78,7 +98,19 @@ void replaceByLayers(QPDF& pdf, QPDFObjectHandle image, const LayeredImage& laye
   QPDFObjectHandle background = pdf.makeIndirectObject(newImage(pdf, layers.background));
   QPDFObjectHandle foreground = pdf.makeIndirectObject(newImage(pdf, layers.foreground));
   QPDFObjectHandle mask = pdf.makeIndirectObject(newImage(pdf, layers.mask));
-  for (QPDFObjectHandle layer : {background, foreground}) {
+  std::vector<QPDFObjectHandle> colored = {background, foreground};
+  QPDFObjectHandle objects = QPDFObjectHandle::newDictionary();
+  objects.replaceKey("/B", background);
+  objects.replaceKey("/F", foreground);
+  std::string content = "/B Do";
+  for (const LayeredPicture& picture : layers.pictures) {
+    const std::string name = "/P" + std::to_string(colored.size() - 1);
+    colored.push_back(pdf.makeIndirectObject(newImage(pdf, picture.image)));
+    objects.replaceKey(name, colored.back());
+    content += " q" + placeOf(picture.part) + " cm " + name + " Do Q";
+  }
+  content += layers.pictures.empty() ? "/F Do" : " /F Do";
+  for (QPDFObjectHandle layer : colored) {
     QPDFObjectHandle dictionary = layer.getDict();
     dictionary.replaceKey("/ColorSpace", space);
     dictionary.replaceKey("/Interpolate", QPDFObjectHandle::newBool(true));
@@ -87,9 +119,6 @@ void replaceByLayers(QPDF& pdf, QPDFObjectHandle image, const LayeredImage& laye
   mask.getDict().replaceKey("/ImageMask", QPDFObjectHandle::newBool(true));
   foreground.getDict().replaceKey("/Mask", mask);
 
-  QPDFObjectHandle objects = QPDFObjectHandle::newDictionary();
-  objects.replaceKey("/B", background);
-  objects.replaceKey("/F", foreground);
   QPDFObjectHandle resources = QPDFObjectHandle::newDictionary();
   resources.replaceKey("/XObject", objects);
   QPDFObjectHandle form = QPDFObjectHandle::newDictionary();
@@ -100,7 +129,6 @@ void replaceByLayers(QPDF& pdf, QPDFObjectHandle image, const LayeredImage& laye
   for (const char* key : {"/OC", "/StructParent", "/Metadata", "/PieceInfo", "/LastModified"})
     if (before.hasKey(key)) form.replaceKey(key, before.getKey(key));
   image.replaceDict(form);
-  const std::string content = "/B Do/F Do";
   setStreamData(image, Bytes(content.begin(), content.end()), QPDFObjectHandle::newNull(),
                 QPDFObjectHandle::newNull());
 }

@@ -99,5 +99,25 @@ TEST(Mrc, TheImageBecomesAFormOfTheSameSquareWithItsColorSpace) {
   EXPECT_EQ(mask.getKey("/BitsPerComponent").getIntValue(), 1);
 }
 
+TEST(Mrc, PicturesLieBetweenThePaperAndTheInk) {
+  QPDF pdf;
+  pdf.emptyPDF();
+  QPDFObjectHandle image = imageIn(pdf, "");
+  LayeredImage layers;
+  Pixels grey(16, 16, 1, ColorKind::grey);
+  layers.background = *encodeJpeg(grey, {});
+  layers.foreground = *encodeJpeg(grey, {});
+  layers.mask = encodeBitonal(Pixels(64, 64, 1, ColorKind::grey, 1));
+  layers.pictures.push_back({{0.25, 0.5, 0.75, 0.625}, *encodeJpeg(grey, {})});
+  replaceByLayers(pdf, image, layers);
+  const Result<Bytes> content = decodedStreamData(image);
+  ASSERT_TRUE(content.ok());
+  EXPECT_EQ(std::string(content->begin(), content->end()),
+            "/B Do q 0.50000 0 0 0.12500 0.25000 0.37500 cm /P1 Do Q /F Do");
+  QPDFObjectHandle picture = image.getDict().getKey("/Resources").getKey("/XObject").getKey("/P1").getDict();
+  EXPECT_EQ(picture.getKey("/ColorSpace").getName(), "/DeviceGray");
+  EXPECT_FALSE(picture.hasKey("/Mask"));
+}
+
 }  // namespace
 }  // namespace optimizer

@@ -1,0 +1,39 @@
+// Coding what lies under the ink of a page in layers: the paper, and the pictures on it.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+
+#include "optimizer/codec/codec.h"
+#include "optimizer/image/pixels.h"
+#include "optimizer/settings/settings.h"
+
+namespace optimizer {
+
+// A layer and what a viewer decodes of it.
+struct CodedLayer {
+  EncodedImage image;
+  Pixels shown;
+};
+
+// Whether a layer codec is one that can hold paper, a mask or pictures.
+bool holdsPaper(Codec codec);
+bool holdsMask(Codec codec);
+
+// Paper in the fewest bytes with which `good` holds of what is decoded, from settings.mrcLayerQuality up;
+// nothing where that takes `bytes` or more. settings.mrcLayerCodec: JPEG, Flate, or with JPEG 2000 and
+// automatic the smaller of JPEG and JPEG 2000.
+std::optional<CodedLayer> codePaper(const Pixels& paper, const Settings& settings, std::size_t bytes,
+                                    const std::function<bool(const Pixels&)>& good);
+
+// A picture at dpiX by dpiY, at 150 dpi or, where that does not carry it, finer, so that it looks the same;
+// by settings.mrcPictureCodec: JPEG, JPEG 2000, Flate, or automatic, the smaller of the first two. Nothing
+// where that takes `bytes` or more.
+std::optional<CodedLayer> codePicture(const Pixels& picture, double dpiX, double dpiY,
+                                      const Settings& settings, std::size_t bytes);
+
+// By settings.mrcMaskCodec: Flate, or the smaller of JBIG2 and CCITT group 4.
+EncodedImage codeMask(const Pixels& mask, const Settings& settings);
+
+}  // namespace optimizer
