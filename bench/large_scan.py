@@ -3,8 +3,9 @@
 
 usage: large_scan.py KELV_CHECKOUT FOLDER [--pages 200] [--kind bitonal|grey|color]
 
-Pages are A4 (4960 x 7016): lines of letters in ever different order, tilted a little, on paper with grain where it is not
-bitonal. Needs python3-pil, python3-numpy and a font of the DejaVu family. The PDF is kept in FOLDER and used again.
+Pages are A4 (4960 x 7016): lines of letters, tilted a little, on paper with grain where it is not bitonal. A few sheets are drawn;
+every page is one of them moved down by a distance of its own, with its number, so that no two pages are equal. Pages are
+written as they are made. Needs python3-pil, python3-numpy and a font of the DejaVu family. The PDF is kept in FOLDER and used again.
 """
 import argparse
 import io
@@ -20,6 +21,7 @@ import numpy
 from PIL import Image, ImageDraw, ImageFont
 
 WIDTH, HEIGHT = 4960, 7016
+SHEETS = 4
 FONT = '/usr/share/fonts/truetype/dejavu/DejaVuSerif.ttf'
 WORDS = ('paper scan margin letter evening harbour treaty window garden seventeen order of the and in a to was with river '
          'committee regarding received enclosed hundred between station morning because').split()
@@ -48,12 +50,31 @@ def page(number, pool):
     return sheet.rotate(order.uniform(-0.4, 0.4), resample=Image.BILINEAR, fillcolor=255)
 
 
-def coded(sheet, kind, number):
+def drawn(number, kind, pool):
+    """A sheet as it is scanned."""
+    sheet = page(number, pool)
+    if kind == 'bitonal':
+        return sheet.point(lambda v: 255 if v > 150 else 0)
+    grain = numpy.random.default_rng(number).normal(0, 5, (HEIGHT, WIDTH)).astype(numpy.float32)
+    values = numpy.asarray(sheet, dtype=numpy.float32) * 0.85 + 20 + grain
+    grey = Image.fromarray(numpy.clip(values, 0, 255).astype(numpy.uint8))
+    if kind == 'color':
+        grey = Image.merge('RGB', [grey, grey, grey.point(lambda v: int(v * 0.94))])
+    return grey
+
+
+def varied(sheet, number):
+    down = number * 37 % 400
+    moved = Image.fromarray(numpy.roll(numpy.asarray(sheet), down, axis=0))
+    ImageDraw.Draw(moved).text((WIDTH - 500, HEIGHT - 300), str(number), font=ImageFont.truetype(FONT, 92), fill=0)
+    return moved
+
+
+def coded(sheet, kind):
     """Filter, further entries of the image dictionary, data."""
     data = io.BytesIO()
     if kind == 'bitonal':
-        bits = sheet.point(lambda v: 255 if v > 150 else 0).convert('1')
-        bits.save(data, 'TIFF', compression='group4', strip_size=WIDTH * HEIGHT, tiffinfo={278: HEIGHT})
+        sheet.convert('1').save(data, 'TIFF', compression='group4', strip_size=WIDTH * HEIGHT, tiffinfo={278: HEIGHT})
         tiff = Image.open(data)
         at, size = tiff.tag_v2[273][0], tiff.tag_v2[279]
         if len(size) > 1:
@@ -61,18 +82,14 @@ def coded(sheet, kind, number):
         black = 'true' if tiff.tag_v2[262] == 1 else 'false'
         parms = f'/DecodeParms<</K -1/Columns {WIDTH}/Rows {HEIGHT}/BlackIs1 {black}>>'
         return '/CCITTFaxDecode', '/ColorSpace/DeviceGray/BitsPerComponent 1' + parms, data.getvalue()[at:at + size[0]]
-    grain = numpy.random.default_rng(number).normal(0, 5, (HEIGHT, WIDTH)).astype(numpy.float32)
-    values = numpy.asarray(sheet, dtype=numpy.float32) * 0.85 + 20 + grain
-    grey = Image.fromarray(numpy.clip(values, 0, 255).astype(numpy.uint8))
-    if kind == 'color':
-        grey = Image.merge('RGB', [grey, grey, grey.point(lambda v: int(v * 0.94))])
-    grey.save(data, 'JPEG', quality=80)
+    sheet.save(data, 'JPEG', quality=80)
     space = '/DeviceRGB' if kind == 'color' else '/DeviceGray'
     return '/DCTDecode', f'/ColorSpace{space}/BitsPerComponent 8', data.getvalue()
 
 
 def make(path, pages, kind):
     pool = line_pool()
+    sheets = [drawn(i, kind, pool) for i in range(min(SHEETS, pages))]
     places = {}
     with open(path, 'wb') as f:
         f.write(b'%PDF-1.5\n')
@@ -88,7 +105,7 @@ def make(path, pages, kind):
         kids = ' '.join(f'{3 + 3 * i} 0 R' for i in range(pages))
         put(2, f'<</Type/Pages/Count {pages}/Kids[{kids}]>>')
         for i in range(pages):
-            name, entries, data = coded(page(i, pool), kind, i)
+            name, entries, data = coded(varied(sheets[i % SHEETS], i), kind)
             first = 3 + 3 * i
             put(first, f'<</Type/Page/Parent 2 0 R/MediaBox[0 0 595.2 841.92]/Contents {first + 1} 0 R'
                        f'/Resources<</XObject<</I {first + 2} 0 R>>>>>>')
