@@ -9,6 +9,7 @@
 #include "optimizer/codec/jpeg.h"
 #include "optimizer/image/decode.h"
 #include "optimizer/image/recode.h"
+#include "optimizer/image/resample.h"
 #include "optimizer/testing/image_job.h"
 
 namespace optimizer {
@@ -77,6 +78,16 @@ TEST(CodecRules, TakeJpeg2000OnlyWhereItIsAllowed) {
   EXPECT_EQ(filterOf(job, old), "DCTDecode");
   old.continuousCodecs = kJpx | kFlate;
   EXPECT_EQ(filterOf(job, old), "FlateDecode");
+}
+
+// Every pixel of such an image is as large as a letter: what would pass on paper shows.
+TEST(PerceptualQuality, HoldsEnlargedImagesHigher) {
+  const Settings settings = webSettings();
+  const Pixels pixels = areaAverage(photo(640, 480), 320, 240);  // with less grain than would be kept as it is
+  const auto normal = recodeImage(jobOf(pixels, 100), settings);
+  const auto enlarged = recodeImage(jobOf(pixels, 12), settings);
+  ASSERT_TRUE(normal && enlarged);
+  EXPECT_GT(enlarged->image.data.size(), normal->image.data.size());
 }
 
 TEST(CodecRules, TakeLosslessJpeg2000ForPhotographs) {

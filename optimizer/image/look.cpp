@@ -28,6 +28,11 @@ LookFloor raised(LookFloor floor, int quality) {
   return floor;
 }
 
+// Below this many dots per inch every pixel of an image is seen, and what would pass at normal size shows as
+// halos and blocks.
+constexpr double everyPixelSeen = 25;
+constexpr LookFloor enlargedFloor = {0.975, 0.96, 0.75, 2.8, 0.955, 0.93};
+
 std::uint32_t viewSide(std::uint32_t side, double dpi) {
   if (dpi <= viewingDpi) return side;
   return std::max(1u, static_cast<std::uint32_t>(std::lround(side * viewingDpi / dpi)));
@@ -40,6 +45,7 @@ const LookFloor maskFloor = {0.985, 0.965, 0.80, 3.0, 0.955, 0.95};
 LookFloor floorFor(const ImageJob& job, const Settings& settings, const ImageFacts& facts) {
   LookFloor floor = job.role == ImageRole::softMask                           ? maskFloor
                     : facts.kind == ImageClass::synthetic || job.unlikeDevice ? syntheticFloor
+                    : std::max(job.dpiX, job.dpiY) < everyPixelSeen           ? enlargedFloor
                                                                               : pictureFloor;
   if (job.pageCoverage < smallCoverage) floor.shown -= smallShown;
   return settings.perceptualQuality ? floor : raised(floor, settings.imageQuality);
