@@ -35,6 +35,7 @@ constexpr double inkShareOfDpi = 0.36;
 constexpr std::array<int, 2> greyInkQualities = {12, 30}, colorInkQualities = {35, 60};
 // What paper is tried at beyond the settings' resolution, where that does not keep the look.
 constexpr std::array<double, 3> paperSteps = {100, 150, 200};
+constexpr int mostInVain = 3;
 constexpr double pictureDpi = 150;
 // The mask stays as fine as the page up to here; beyond, it is reduced to half of it.
 constexpr double finestMask = 450;
@@ -117,6 +118,7 @@ class Layering {
   bool wantsFinerPaper_ = false;
   std::optional<Composer> viewer_, commonViewer_, reader_;
   LayeredImage layers_;
+  int codedInVain_ = 0;
 };
 
 std::size_t Layering::bytesLeft() const {
@@ -308,7 +310,10 @@ bool Layering::codePaperAt(double dpi, const Pixels& colors, double reserve) {
   const std::size_t lost = lostOn(asShown(reader_->compose(paper))).count();
   const auto good = [&](const Pixels& shown) { return looksRight(shown, floor, lost); };
   std::optional<CodedLayer> coded = codePaper(paper, settings_, bytesLeft(), good);
-  if (!coded) return false;
+  if (!coded) {
+    ++codedInVain_;
+    return false;
+  }
   layers_.background = std::move(coded->image);
   // The same with cheaper ink.
   const EncodedImage before = layers_.foreground;
@@ -347,11 +352,17 @@ std::optional<LayeredImage> Layering::run() {
     return std::nullopt;
   const double first =
       wantsFinerPaper_ ? std::max<double>(pictureDpi, settings_.mrcLayerDpi) : settings_.mrcLayerDpi;
-  for (const double reserve : {1.0, 0.1}) {
-    if (codePaperAt(first, colors, reserve)) return std::move(layers_);
-    for (const double dpi : paperSteps)
-      if (dpi > first && codePaperAt(dpi, colors, reserve)) return std::move(layers_);
-  }
+  std::vector<double> steps = {first};
+  for (const double dpi : paperSteps)
+    if (dpi > first) steps.push_back(dpi);
+  // What has been coded in vain is not coded again, and three times are enough.
+  for (const double reserve : {1.0, 0.1})
+    for (double& dpi : steps) {
+      if (dpi == 0 || codedInVain_ >= mostInVain) continue;
+      const int before = codedInVain_;
+      if (codePaperAt(dpi, colors, reserve)) return std::move(layers_);
+      if (codedInVain_ > before) dpi = 0;
+    }
   return std::nullopt;
 }
 
