@@ -15,11 +15,10 @@ constexpr LookFloor syntheticFloor = {0.985, 0.965, 0.85, 3.0, 0.955, 0.95};
 constexpr double smallCoverage = 0.4;
 constexpr double smallShown = 0.015;
 
-// Numbers from which on the look decides, and from which on it is held higher than by the web profile.
-constexpr int leastJudged = 50, usualQuality = 75;
+// The number from which on the look decides, and the one that stands for the web profile's look.
+constexpr int leastJudged = 50, usualQuality = 60;
 
-LookFloor raised(LookFloor floor, int quality) {
-  if (quality <= usualQuality) return floor;
+LookFloor scaled(LookFloor floor, int quality) {
   const double left = (100.0 - quality) / (100 - usualQuality);
   for (double* part : {&floor.structure, &floor.busy, &floor.worst, &floor.shown, &floor.closeUp}) {
     *part = 1 - (1 - *part) * left;
@@ -48,7 +47,7 @@ LookFloor floorFor(const ImageJob& job, const Settings& settings, const ImageFac
                     : std::max(job.dpiX, job.dpiY) < everyPixelSeen           ? enlargedFloor
                                                                               : pictureFloor;
   if (job.pageCoverage < smallCoverage) floor.shown -= smallShown;
-  return settings.perceptualQuality ? floor : raised(floor, settings.imageQuality);
+  return settings.perceptualQuality ? floor : scaled(floor, settings.imageQuality);
 }
 
 bool lookDecides(const Settings& settings, const Resampling& wanted) {

@@ -121,7 +121,7 @@ Search::Outcome Search::descend() {
     }
   }
   low_ = low;
-  if (low >= useless) return Outcome::hopeless;
+  if (useless < count_ && low >= useless) return Outcome::hopeless;
   return low < count_ ? Outcome::found : Outcome::colorSuffers;
 }
 

@@ -28,8 +28,6 @@ namespace {
 constexpr double codingReserve = 0.012;
 // Where the settings' resolution cannot carry an image's detail, this multiple of it is tried.
 constexpr double finerResolution = 4.0 / 3;
-// Up to here above the settings' resolution, a reduction is only one of the ways.
-constexpr double slightReduction = 1.5;
 
 // What a palette of fewer colours must keep at the image's own size: bands in smooth colours show there.
 constexpr double fewColorsCloseUp = 0.97;
@@ -260,7 +258,7 @@ bool Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageF
                       job_.deviceColors && !job_.preblended;
   const Pixels asGrey = toGrey ? firstChannel(pixels) : Pixels();
   const Pixels& coded = toGrey ? asGrey : pixels;
-  int highest = 95;
+  int highest = 100;
   if (job_.source.coding == ImageCoding::jpeg && pixels.width() == job_.source.width &&
       pixels.height() == job_.source.height) {
     // What is already as coarse as it would become is not coded twice.
@@ -398,17 +396,13 @@ void Recoding::tonedImage(Pixels pixels) {
   const Resampling& wanted = grey ? settings_.monochrome : settings_.color;
   if (lookDecides(settings_, wanted)) views.emplace(pixels, job_);
   const Views* judge = views ? &*views : nullptr;
-  // A little reduction blurs more than it saves: where the look decides, the full size is tried before.
-  const bool slight = judge != nullptr && !settings_.perceptualQuality && wanted.resolution > 0 &&
-                      std::max(job_.dpiX, job_.dpiY) < slightReduction * wanted.resolution;
-  if (slight) offerLossy(judge, pixels, facts);
   for (double finer : {1.0, finerResolution}) {
     const Size size = targetSize(job_, wanted, finer);
     if (size.width >= pixels.width() && size.height >= pixels.height()) break;
     const Pixels smaller = reduced(pixels, facts, size);
     ImageFacts smallerFacts = measureImage(smaller);
     if (facts.kind == ImageClass::synthetic) smallerFacts.kind = ImageClass::synthetic;
-    if (judge != nullptr) {
+    if (settings_.perceptualQuality) {
       LookFloor floor = floorFor(job_, settings_, smallerFacts);
       floor.shown += codingReserve;
       if (!looksRight(*judge, smaller, floor)) continue;
@@ -418,9 +412,14 @@ void Recoding::tonedImage(Pixels pixels) {
       offerLossless(smaller, smallerFacts, false);
     }
     if (offerLossy(judge, smaller, smallerFacts)) return;
+    // A resolution that was asked for is kept to, and so is the number where no quality keeps the look.
+    if (!settings_.perceptualQuality) {
+      offerLossy(nullptr, smaller, smallerFacts);
+      return;
+    }
   }
   // Nothing to resample, or detail that a lower resolution cannot carry: quality does the work.
-  if (!slight) offerLossy(judge, pixels, facts);
+  if (!offerLossy(judge, pixels, facts) && !settings_.perceptualQuality) offerLossy(nullptr, pixels, facts);
 }
 
 std::optional<RecodedImage> Recoding::run() {
