@@ -223,9 +223,14 @@ TEST(Recode, KeepsTheSenseOfStoredSamplesWhereNoPixelMayMove) {
 
   job = jobOf(photo(120, 80, 1), 100);
   job.source.decode = {1, 0};
-  image = recodeImage(job, Settings());
-  ASSERT_TRUE(image.has_value());
-  EXPECT_TRUE(image->sameSamples);
+  // Where colours may be stored more simply as well.
+  for (const bool reduce : {false, true}) {
+    Settings settings;
+    settings.reduceColorComplexity = reduce;
+    image = recodeImage(job, settings);
+    ASSERT_TRUE(image.has_value());
+    EXPECT_TRUE(image->sameSamples) << reduce;
+  }
 }
 
 // Thin strokes that bend, as those of small letters do.

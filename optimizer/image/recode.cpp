@@ -438,7 +438,7 @@ std::optional<RecodedImage> Recoding::run() {
   if (job_.role == ImageRole::stencil && !source.stencil) return std::nullopt;
   // The same coefficients in fewer bytes are of use only where no lossy form is smaller by far.
   const bool atOnce = untouchable || job_.losslessOnly || job_.preblended || source.color.kind == ColorKind::other ||
-                      (!settings_.reduceColorComplexity && settings_.imageQuality >= 100) || source.bits == 16;
+                      keepsDecode() || (!settings_.reduceColorComplexity && settings_.imageQuality >= 100) || source.bits == 16;
   const bool later = !atOnce && source.coding == ImageCoding::jpeg && lossyAllowed();
   if (atOnce || (source.coding == ImageCoding::jpeg && !later)) offerSameSamples();
   if (untouchable || (job_.preblended && source.color.kind == ColorKind::indexed)) {
