@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 namespace optimizer::font {
 
@@ -48,6 +49,15 @@ std::string widthText(double width, WidthDigits digits) {
   return text;
 }
 
+void CidTextRuns::add(std::uint32_t cid, std::string text) {
+  if (!broken_ && runs_.back().text == text) {
+    runs_.back().last = cid;
+  } else {
+    runs_.push_back({cid, cid, std::move(text)});
+  }
+  broken_ = false;
+}
+
 CidWidthText spellWidths(const std::map<std::uint32_t, double>& widths, WidthDigits digits) {
   CidWidthText result;
   // DW is a number, but some viewers take only an integer there (poppler 22.12).
@@ -61,22 +71,13 @@ CidWidthText spellWidths(const std::map<std::uint32_t, double>& widths, WidthDig
   const std::string usual = common->first;
   (void)std::from_chars(usual.data(), usual.data() + usual.size(), result.defaultWidth);
 
-  struct Item {
-    std::uint32_t first, last;
-    std::string text;
-  };
-  // Neighbours with the same width, across CIDs that do not matter.
-  std::vector<Item> items;
-  bool broken = true;  // by a CID whose width is the default
+  CidTextRuns items;
   for (const auto& [cid, width] : widths) {
     std::string text = widthText(width, digits);
     if (text == usual) {
-      broken = true;
-    } else if (!broken && items.back().text == text) {
-      items.back().last = cid;
+      items.breakOff();
     } else {
-      items.push_back({cid, cid, std::move(text)});
-      broken = false;
+      items.add(cid, std::move(text));
     }
   }
   std::string out = "[";
@@ -85,7 +86,7 @@ CidWidthText spellWidths(const std::map<std::uint32_t, double>& widths, WidthDig
   const auto separate = [&] {
     if (out.back() != '[' && out.back() != ']') out += ' ';
   };
-  for (const Item& item : items) {
+  for (const CidTextRuns::Run& item : items.runs()) {
     if (item.last - item.first + 1 >= kRunWorthNaming) {
       if (inList) out += ']';
       inList = false;

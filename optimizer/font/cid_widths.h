@@ -21,6 +21,24 @@ struct CidWidthRun {
 bool widthsOf(const std::vector<CidWidthRun>& runs, const std::set<std::uint32_t>& cids,
               std::map<std::uint32_t, double>& widths);
 
+// Neighbours whose text is the same become one run, across CIDs that are not mentioned; added in ascending order.
+class CidTextRuns {
+ public:
+  struct Run {
+    std::uint32_t first, last;
+    std::string text;
+  };
+
+  void add(std::uint32_t cid, std::string text);
+  // What comes is not joined with what was: between them stands a CID that takes the default.
+  void breakOff() { broken_ = true; }
+  const std::vector<Run>& runs() const { return runs_; }
+
+ private:
+  std::vector<Run> runs_;
+  bool broken_ = true;
+};
+
 struct CidWidthText {
   std::string array;  // PDF syntax, "[]" where the default says everything
   double defaultWidth = 1000;  // an integer

@@ -78,31 +78,21 @@ std::optional<std::map<std::uint32_t, Metrics>> metricsOf(const std::vector<font
 // Equal neighbours become one run, across CIDs that nothing shows; the rest stand in lists.
 std::string spell(const std::map<std::uint32_t, Metrics>& metrics, const std::set<std::uint32_t>& cids,
                   font::WidthDigits digits) {
-  struct Item {
-    std::uint32_t first, last;
-    std::string text;
-  };
-  std::vector<Item> items;
-  bool broken = true;  // by a CID that takes the default
+  font::CidTextRuns items;
   for (const std::uint32_t cid : cids) {
     const auto at = metrics.find(cid);
     if (at == metrics.end()) {
-      broken = true;
+      items.breakOff();
       continue;
     }
     std::string text;
     for (const double number : at->second) text += (text.empty() ? "" : " ") + font::widthText(number, digits);
-    if (!broken && items.back().text == text) {
-      items.back().last = cid;
-    } else {
-      items.push_back({cid, cid, std::move(text)});
-    }
-    broken = false;
+    items.add(cid, std::move(text));
   }
   std::string out = "[";
   bool inList = false;
   std::uint32_t next = 0;  // the CID after the open list
-  for (const Item& item : items) {
+  for (const font::CidTextRuns::Run& item : items.runs()) {
     if (inList && item.first == item.last && next == item.first) {
       out += ' ' + item.text;
       ++next;
