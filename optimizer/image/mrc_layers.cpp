@@ -68,6 +68,17 @@ std::uint32_t sideAt(std::uint32_t side, double dpi, double wanted) {
   return std::max(1u, static_cast<std::uint32_t>(std::lround(side * wanted / dpi)));
 }
 
+// How a page looks, as far as it has been judged.
+struct Judgement {
+  std::optional<Look> look;
+  std::optional<double> shown;
+  bool strokesLost = false;
+
+  bool fails(const LookFloor& floor) const {
+    return strokesLost || (look && !passes(*look, floor)) || (shown && *shown < floor.shown);
+  }
+};
+
 class Layering {
  public:
   Layering(const Pixels& page, double dpiX, double dpiY, const Settings& settings, std::size_t toBeat,
@@ -79,6 +90,13 @@ class Layering {
  private:
   struct Size {
     std::uint32_t width, height;
+    bool operator==(const Size&) const = default;
+  };
+  // A resolution at which the paper is tried.
+  struct Step {
+    Size size;
+    Judgement uncoded;
+    bool done = false;
   };
   Size sizeAt(double dpi) const {
     return {sideAt(page_.width(), dpiX_, dpi), sideAt(page_.height(), dpiY_, dpi)};
@@ -95,10 +113,11 @@ class Layering {
   bool codePictures(const Pixels& colors);
   bool codeInk(const Pixels& colors, int quality);
   CellGrid lostOn(const Pixels& shownPage) const;
-  // before: cells that had lost strokes before the paper was coded.
-  bool looksRight(const Pixels& paper, const LookFloor& floor, std::size_t before) const;
+  // before: cells that had lost strokes before the paper was coded. judged: takes what was found out.
+  bool looksRight(const Pixels& paper, const LookFloor& floor, std::size_t before,
+                  Judgement* judged = nullptr) const;
   void setInk(const Pixels& colors);
-  bool codePaperAt(double dpi, const Pixels& colors, double reserve);
+  bool codePaperAt(Step& step, const Pixels& colors, const Pixels& ink, double reserve);
   std::size_t bytesLeft() const;
 
   const Pixels& page_;
@@ -286,31 +305,38 @@ bool Layering::codeInk(const Pixels& colors, int quality) {
 }
 
 // Strokes take longer to look for, and are there in most of what passes otherwise.
-bool Layering::looksRight(const Pixels& paper, const LookFloor& floor, std::size_t before) const {
+bool Layering::looksRight(const Pixels& paper, const LookFloor& floor, std::size_t before,
+                          Judgement* judged) const {
+  Judgement unused;
+  Judgement& found = judged != nullptr ? *judged : unused;
   const bool coarse = paper.width() <= viewer_->width() && paper.height() <= viewer_->height();
   const Pixels viewed = asShown((coarse ? *viewer_ : *reader_).compose(paper));
-  if (!passes((coarse ? *view_ : *viewOfRead_).compare(viewed), floor)) return false;
+  found.look = (coarse ? *view_ : *viewOfRead_).compare(viewed);
+  if (found.fails(floor)) return false;
   const Pixels common = asShown(commonViewer_->compose(
       coarse ? paper : blockAverage(paper, commonViewer_->width(), commonViewer_->height())));
-  if (shownView_->compare(common).structure < floor.shown) return false;
+  found.shown = shownView_->compare(common).structure;
+  if (found.fails(floor)) return false;
   const CellGrid lost = lostOn(coarse ? asShown(reader_->compose(paper)) : viewed);
-  return lost.count() <= before + static_cast<std::size_t>(mostLost * static_cast<double>(lost.cells.size()));
+  found.strokesLost =
+      lost.count() > before + static_cast<std::size_t>(mostLost * static_cast<double>(lost.cells.size()));
+  return !found.strokesLost;
 }
 
-bool Layering::codePaperAt(double dpi, const Pixels& colors, double reserve) {
-  const Result<Pixels> ink = decodeJpeg(layers_.foreground.data);
-  if (!ink) return false;
-  setInk(*ink);
-  const Pixels paper = paperAt(sizeAt(dpi), *ink);
+bool Layering::codePaperAt(Step& step, const Pixels& colors, const Pixels& ink, double reserve) {
   // Pictures count as they are; the rest must not lose more for it.
   LookFloor floor = layeredFloor;
   floor.structure += (1 - floor.structure) * pictureShare_;
   floor.shown += (1 - floor.shown) * pictureShare_;
-  if (!looksRight(paper, withReserve(floor, reserve), 0)) return false;
+  const LookFloor uncoded = withReserve(floor, reserve);
+  if (step.uncoded.fails(uncoded)) return false;
+  const Pixels paper = paperAt(step.size, ink);
+  if (!looksRight(paper, uncoded, 0, &step.uncoded)) return false;
   const std::size_t lost = lostOn(asShown(reader_->compose(paper))).count();
   const auto good = [&](const Pixels& shown) { return looksRight(shown, floor, lost); };
   std::optional<CodedLayer> coded = codePaper(paper, settings_, bytesLeft(), good);
   if (!coded) {
+    step.done = true;
     ++codedInVain_;
     return false;
   }
@@ -352,16 +378,20 @@ std::optional<LayeredImage> Layering::run() {
     return std::nullopt;
   const double first =
       wantsFinerPaper_ ? std::max<double>(pictureDpi, settings_.mrcLayerDpi) : settings_.mrcLayerDpi;
-  std::vector<double> steps = {first};
-  for (const double dpi : paperSteps)
-    if (dpi > first) steps.push_back(dpi);
+  std::vector<Step> steps(1);
+  steps[0].size = sizeAt(first);
+  for (const double dpi : paperSteps) {
+    const Size size = sizeAt(dpi);
+    if (dpi > first && size != steps.back().size) steps.push_back({size, {}});
+  }
+  const Result<Pixels> ink = decodeJpeg(layers_.foreground.data);
+  if (!ink || bytesLeft() == 0) return std::nullopt;
+  setInk(*ink);
   // What has been coded in vain is not coded again, and three times are enough.
   for (const double reserve : {1.0, 0.1})
-    for (double& dpi : steps) {
-      if (dpi == 0 || codedInVain_ >= mostInVain) continue;
-      const int before = codedInVain_;
-      if (codePaperAt(dpi, colors, reserve)) return std::move(layers_);
-      if (codedInVain_ > before) dpi = 0;
+    for (Step& step : steps) {
+      if (step.done || codedInVain_ >= mostInVain) continue;
+      if (codePaperAt(step, colors, *ink, reserve)) return std::move(layers_);
     }
   return std::nullopt;
 }
