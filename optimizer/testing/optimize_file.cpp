@@ -10,8 +10,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <qpdf/Pl_Flate.hh>
 #include <string>
+#include <string_view>
 
 #include "optimizer/base/large_stack.h"
 #include "optimizer/pipeline/optimize.h"
@@ -48,6 +50,22 @@ bool switchOn(Settings& settings, const char* name) {
   return false;
 }
 
+// One line of the trace, with the time and the processor time (of all threads) since the line before.
+void line(std::string_view name, std::string_view outcome) {
+  using Clock = std::chrono::steady_clock;
+  static Clock::time_point time = Clock::now();
+  static std::clock_t processor = 0;
+  const Clock::time_point now = Clock::now();
+  const std::clock_t processorNow = std::clock();
+  if (!name.empty()) {
+    std::fprintf(stderr, "%-22s %-9s %8.3f s %8.3f s\n", std::string(name).c_str(), std::string(outcome).c_str(),
+                 std::chrono::duration<double>(now - time).count(),
+                 static_cast<double>(processorNow - processor) / CLOCKS_PER_SEC);
+  }
+  time = now;
+  processor = processorNow;
+}
+
 int wrongUse() {
   std::fprintf(stderr,
                "usage: optimize_file [--custom] [--strip HEX] [--set NAME]... [--quality N] [--convert N] "
@@ -71,9 +89,8 @@ int main(int argc, char** argv) {
       continue;
     }
     if (option == "--trace") {
-      options.trace = [](std::string_view name, optimizer::PassOutcome outcome, double seconds) {
-        std::fprintf(stderr, "%-20s %-9s %8.3f s\n", std::string(name).c_str(),
-                     outcome == optimizer::PassOutcome::changed ? "changed" : "unchanged", seconds);
+      options.trace = [](std::string_view name, optimizer::PassOutcome outcome, double) {
+        line(name, outcome == optimizer::PassOutcome::changed ? "changed" : "unchanged");
       };
       continue;
     }
@@ -100,17 +117,15 @@ int main(int argc, char** argv) {
 
   Pl_Flate::setCompressionLevel(9);
   optimizer::Report report;
-  const auto start = std::chrono::steady_clock::now();
-  const auto since = [&] { return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(); };
-  double opened = 0;
+  line("", "");
   const optimizer::Status status = optimizer::runOnLargeStack([&]() -> optimizer::Status {
     auto document = optimizer::Document::open(argv[i], password);
-    opened = since();
     if (!document.ok()) return document.error();
+    if (options.trace) line("opening", "");
     return optimizer::optimizeToFile(**document, settings, argv[i + 1], options, report);
   });
   if (options.trace) {
-    std::fprintf(stderr, "%-30s %8.3f s\n%-30s %8.3f s\n", "opening", opened, "all, with saving", since());
+    line("saving", "");
     for (const optimizer::PassReport& pass : report.passes()) {
       for (const std::string& note : pass.notes)
         std::fprintf(stderr, "%s: %s\n", pass.name.c_str(), note.c_str());
