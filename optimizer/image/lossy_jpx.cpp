@@ -15,6 +15,8 @@ constexpr int mostTrials = 6;
 // As logarithms: how far slopes may get above those of the largest size, and that of the colours above that
 // of the luma.
 constexpr double highestSlope = 6, mostColorLead = 2;
+// What the losses of structure and colour usually grow with, as powers of the slope.
+constexpr double lumaPower = 0.5, colorPower = 0.25;
 // Losses beyond this at the largest size cannot be made good by what the colours may spare.
 constexpr double hopeless = 1.25;
 
@@ -34,17 +36,24 @@ std::optional<EncodedImage> judged(EncodedImage image, const LossJudge& judge) {
 // power of the slope. It is told losses and says what to try next.
 class SlopeSearch {
  public:
-  SlopeSearch(double first, double highest) : next_(first), highest_(highest) {}
+  SlopeSearch(double first, double highest, double usualPower)
+      : next_(first), highest_(highest), usualPower_(usualPower) {}
 
-  double next() const { return next_; }
+  // The highest slope that is of use, where that changes on the way.
+  void limit(double highest) {
+    highest_ = highest;
+    next_ = std::min(next_, highest_);
+  }
+  double next() const { return done() ? passing() : next_; }
   bool everPassed() const { return passed_; }
-  double passing() const { return passing_.slope; }
+  double passing() const { return std::min(passing_.slope, highest_); }
   bool done() const {
-    return passed_ && (passing_.slope >= highest_ || passing_.loss > aim - closeEnough ||
+    return passed_ && (passing_.slope >= highest_ - closeEnough || passing_.loss > aim - closeEnough ||
                        (failed_ && failing_.slope - passing_.slope < closeEnough));
   }
 
   void tell(double loss) {
+    if (done()) return;
     const Point point{next_, std::log(std::max(loss, 1e-3))};
     if (point.loss <= 0) {
       if (!passed_ || point.slope > passing_.slope) passing_ = point;
@@ -57,7 +66,7 @@ class SlopeSearch {
       const double share = (aim - passing_.loss) / (failing_.loss - passing_.loss);
       next_ = passing_.slope + std::clamp(share, 0.1, 0.9) * (failing_.slope - passing_.slope);
     } else {
-      next_ = std::min(highest_, point.slope + (aim - point.loss) / usualPower);
+      next_ = std::min(highest_, point.slope + (aim - point.loss) / usualPower_);
     }
   }
 
@@ -65,8 +74,8 @@ class SlopeSearch {
   struct Point {
     double slope = 0, loss = 0;
   };
-  static constexpr double aim = -0.02, closeEnough = 0.04, usualPower = 0.5;
-  double next_, highest_;
+  static constexpr double aim = -0.015, closeEnough = 0.025;
+  double next_, highest_, usualPower_;
   bool passed_ = false, failed_ = false;
   Point passing_, failing_;
 };
@@ -85,10 +94,10 @@ std::optional<EncodedImage> smallestJpx(const Pixels& pixels, std::size_t mostBy
   Result<JpxCoding> coding = JpxCoding::begin(pixels, mostBytes);
   if (!coding) return std::nullopt;
   const double first = std::log(std::max(coding->slopesFor(mostBytes).luma, 1e-20f));
-  SlopeSearch luma(first, first + highestSlope), colors(first, first + highestSlope);
+  SlopeSearch luma(first, first + highestSlope, lumaPower), colors(first, first + highestSlope, colorPower);
   const auto cutAt = [&](double lumaSlope, double colorSlope) {
-    return coding->cutAt({static_cast<float>(std::exp(lumaSlope)),
-                          static_cast<float>(std::exp(std::min(colorSlope, lumaSlope + mostColorLead)))});
+    return coding->cutAt(
+        {static_cast<float>(std::exp(lumaSlope)), static_cast<float>(std::exp(colorSlope))});
   };
   for (int trial = 0; trial < mostTrials && !(luma.done() && (colors.done() || pixels.channels() == 1));
        ++trial) {
@@ -96,6 +105,7 @@ std::optional<EncodedImage> smallestJpx(const Pixels& pixels, std::size_t mostBy
     if (trial == 0 && loss.structure > hopeless) return std::nullopt;
     luma.tell(loss.structure);
     colors.tell(loss.chroma);
+    colors.limit(luma.next() + mostColorLead);
   }
   if (!luma.everPassed() || !colors.everPassed()) return std::nullopt;
   // The two were not tried together, and a decoder rounds in its own way.
