@@ -17,6 +17,8 @@ constexpr std::array<int, 14> ladder = {34, 40, 45, 50, 55, 60, 65, 70, 75, 80, 
 // A trial's draft is coded faster than what is kept, and is larger. Beyond what it takes to say that all
 // blocks are empty, the kept picture takes at least this share of it.
 constexpr double keptShare = 0.85;
+// What it takes in four of five cases, of that least.
+constexpr double usualShare = 1.3;
 constexpr double lumaBlockBits = 6, chromaBlockBits = 4, headerBytes = 600;
 
 std::size_t leastKept(std::size_t draft, const Pixels& pixels, bool subsample) {
@@ -26,16 +28,11 @@ std::size_t leastKept(std::size_t draft, const Pixels& pixels, bool subsample) {
   return static_cast<std::size_t>(std::max(0.0, (static_cast<double>(draft) - empty) * keptShare));
 }
 
-struct Trial {
-  bool view = false, color = false, near = false;
-  bool tooLarge = false;  // even where it passes
-  double excess = 0;  // how many times the loss is above what the floor allows of it; 0 where it is not known
-  bool passed() const { return view && color && near; }
-};
-
 double excessOf(double value, double floor) { return floor < 1 ? (1 - value) / (1 - floor) : 0; }
 
-Trial judge(const EncodedImage& coded, const LookTarget& target) {
+}  // namespace
+
+JpegSearch::Trial JpegSearch::judge(const EncodedImage& coded, const LookTarget& target) {
   const Result<Pixels> decoded = decodeJpeg(coded.data);
   if (!decoded) return {};
   const Viewed shown(*decoded);
@@ -59,43 +56,26 @@ Trial judge(const EncodedImage& coded, const LookTarget& target) {
   return trial;
 }
 
-// The lowest rung that passes, found in few trials: the first trial is at the lowest, which is enough for
-// half of all photographs; its excess says about how many rungs are missing.
-class Search {
- public:
-  Search(const Pixels& pixels, const LookTarget& target, std::size_t rungs, std::size_t toBeat)
-      : pixels_(pixels), target_(target), count_(rungs), toBeat_(toBeat) {}
-
-  LookResult run();
-
- private:
-  enum class Outcome : std::uint8_t { found, hopeless, colorSuffers };
-  Trial attempt(std::size_t rung) const;
-  Outcome descend();
-
-  const Pixels& pixels_;
-  const LookTarget& target_;
-  std::size_t count_, toBeat_;
-  bool subsample_ = false;
-  std::size_t low_ = 0;  // the rung found
-};
-
-Trial Search::attempt(std::size_t rung) const {
+JpegSearch::Trial JpegSearch::attempt(std::size_t rung) {
   JpegOptions options;
   options.quality = ladder[rung];
   options.subsampleChroma = subsample_;
   options.draft = true;
   const Result<EncodedImage> coded = encodeJpeg(pixels_, options);
   if (!coded) return {};
+  Trial trial;
   if (leastKept(coded->data.size(), pixels_, subsample_) >= toBeat_) {
-    Trial trial;
     trial.tooLarge = true;
     return trial;
   }
-  return judge(*coded, target_);
+  trial = judge(*coded, target_);
+  if (trial.passed()) draftBytes_ = coded->data.size();
+  return trial;
 }
 
-Search::Outcome Search::descend() {
+// The lowest rung that passes, found in few trials: the first trial is at the lowest, which is enough for
+// half of all photographs; its excess says about how many rungs are missing.
+JpegSearch::Outcome JpegSearch::descend() {
   std::size_t low = 0, high = count_, next = 0;
   // Rungs from here up are too large to win whatever they look like.
   std::size_t useless = count_;
@@ -107,7 +87,7 @@ Search::Outcome Search::descend() {
       high = next;
     } else {
       // Where only the colours suffer although the quality is high, it is the subsampling that harms.
-      if (subsample_ && trial.view && !trial.color && ladder[next] >= 60) return Outcome::colorSuffers;
+      if (subsample_ && trial.view && !trial.color && ladder[next] >= 60) return Outcome::unlike;
       low = next + 1;
     }
     if (low >= high) break;
@@ -120,23 +100,30 @@ Search::Outcome Search::descend() {
       next = middle;
     }
   }
-  low_ = low;
-  if (useless < count_ && low >= useless) return Outcome::hopeless;
-  return low < count_ ? Outcome::found : Outcome::colorSuffers;
+  rung_ = low;
+  if (useless < count_ && low >= useless) return Outcome::tooLarge;
+  return low < count_ ? Outcome::found : Outcome::unlike;
 }
 
-LookResult Search::run() {
-  subsample_ = pixels_.channels() >= 3 && chromaSurvivesHalving(pixels_);
-  Outcome outcome = descend();
-  if (outcome == Outcome::colorSuffers && subsample_) {
+JpegSearch::JpegSearch(const Pixels& pixels, const LookTarget& target, int highest, std::size_t toBeat)
+    : pixels_(pixels), target_(target), toBeat_(toBeat) {
+  while (count_ < ladder.size() && ladder[count_] <= highest) ++count_;
+  subsample_ = pixels.channels() >= 3 && chromaSurvivesHalving(pixels);
+  outcome_ = descend();
+  if (outcome_ == Outcome::unlike && subsample_) {
     subsample_ = false;
-    outcome = descend();
+    outcome_ = descend();
   }
-  if (outcome != Outcome::found) return {{}, outcome == Outcome::hopeless};
-  // The encoder that keeps is another than the draft's: its picture is judged, too.
-  for (; low_ < count_; ++low_) {
+}
+
+std::size_t JpegSearch::leastBytes() const {
+  return static_cast<std::size_t>(usualShare * static_cast<double>(leastKept(draftBytes_, pixels_, subsample_)));
+}
+
+LookResult JpegSearch::encode() const {
+  for (std::size_t rung = rung_; rung < count_; ++rung) {
     JpegOptions options;
-    options.quality = ladder[low_];
+    options.quality = ladder[rung];
     options.subsampleChroma = subsample_;
     Result<EncodedImage> coded = encodeJpeg(pixels_, options);
     if (!coded || coded->data.size() >= toBeat_) return {{}, true};
@@ -145,8 +132,6 @@ LookResult Search::run() {
   return {};
 }
 
-}  // namespace
-
 bool passes(const Look& look, const LookFloor& floor) {
   return look.structure >= floor.structure && look.busy >= floor.busy && look.worst >= floor.worst &&
          look.chroma <= floor.chroma;
@@ -154,9 +139,9 @@ bool passes(const Look& look, const LookFloor& floor) {
 
 LookResult encodeJpegForLook(const Pixels& pixels, const LookTarget& target, int highest,
                              std::size_t toBeat) {
-  std::size_t count = 0;
-  while (count < ladder.size() && ladder[count] <= highest) ++count;
-  return Search(pixels, target, count, toBeat).run();
+  const JpegSearch search(pixels, target, highest, toBeat);
+  if (!search.found()) return {{}, search.tooLarge()};
+  return search.encode();
 }
 
 }  // namespace optimizer

@@ -36,6 +36,42 @@ struct LookResult {
   bool tooLarge = false;  // there is none because of its size, not of its look
 };
 
+// The lowest quality at which a JPEG of pixels keeps the look, found by drafts. What it is given must outlive it.
+class JpegSearch {
+ public:
+  // highest: of the qualities to be tried. toBeat: bytes; what takes as many is of no use.
+  JpegSearch(const Pixels& pixels, const LookTarget& target, int highest, std::size_t toBeat);
+
+  bool found() const { return outcome_ == Outcome::found; }
+  bool tooLarge() const { return outcome_ == Outcome::tooLarge; }
+  // Once found: bounds of what the JPEG takes, which hold nearly always.
+  std::size_t leastBytes() const;
+  std::size_t mostBytes() const { return draftBytes_; }
+  // Once found: the JPEG. The encoder that keeps is another than the draft's, so it may take a higher quality.
+  LookResult encode() const;
+
+ private:
+  enum class Outcome : std::uint8_t { found, tooLarge, unlike };
+  struct Trial {
+    bool view = false, color = false, near = false;
+    bool tooLarge = false;  // even where it passes
+    double excess = 0;      // how many times the loss is above what the floor allows of it; 0 where it is not known
+    bool passed() const { return view && color && near; }
+  };
+  static Trial judge(const EncodedImage& coded, const LookTarget& target);
+  Trial attempt(std::size_t rung);
+  Outcome descend();
+
+  const Pixels& pixels_;
+  const LookTarget& target_;
+  const std::size_t toBeat_;
+  std::size_t count_ = 0;  // of the rungs of qualities to be tried
+  bool subsample_ = false;
+  std::size_t rung_ = 0;        // the one found
+  std::size_t draftBytes_ = 0;  // what its draft took
+  Outcome outcome_;
+};
+
 // JPEG of pixels at the lowest quality, not above `highest`, that passes the target and takes less than
 // toBeat bytes.
 LookResult encodeJpegForLook(const Pixels& pixels, const LookTarget& target, int highest, std::size_t toBeat);

@@ -18,7 +18,7 @@ constexpr double highestSlope = 6, mostColorLead = 2;
 // What the losses of structure and colour usually grow with, as powers of the slope.
 constexpr double lumaPower = 0.5, colorPower = 0.25;
 // Losses beyond this at the largest size cannot be made good by what the colours may spare.
-constexpr double hopeless = 1.25;
+constexpr double hopeless = 1.08;
 
 double excess(double value, double floor) {
   if (floor >= 1) return value < floor ? 2 : 0;

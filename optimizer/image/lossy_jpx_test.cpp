@@ -65,6 +65,22 @@ TEST(LossyJpx, SpendsOnColoursWhatTheJudgeAsksForThem) {
   }
 }
 
+TEST(JpegSearch, ForetellsAboutWhatTheJpegTakes) {
+  for (const unsigned channels : {1u, 3u}) {
+    const Pixels pixels = landscape(600, 400, channels);
+    const LookReference reference(pixels, pixels.width(), pixels.height());
+    for (const double structure : {0.9, 0.95, 0.98}) {
+      const LookTarget target{reference, reference, reference, {structure, 0.8, 0.3, 6, structure, structure}};
+      const JpegSearch search(pixels, target, 100, pixels.samples().size());
+      ASSERT_TRUE(search.found()) << structure;
+      const LookResult jpeg = search.encode();
+      ASSERT_TRUE(jpeg.image) << structure;
+      EXPECT_GT(static_cast<double>(jpeg.image->data.size()), 0.85 * static_cast<double>(search.leastBytes()));
+      EXPECT_LT(static_cast<double>(jpeg.image->data.size()), 1.15 * static_cast<double>(search.mostBytes()));
+    }
+  }
+}
+
 TEST(LossyJpx, GivesNothingWhereNoneIsSmallEnough) {
   const Pixels pixels = landscape(200, 150, 3);
   for (const std::size_t most : {std::size_t{0}, std::size_t{100}, std::size_t{900}}) {

@@ -52,6 +52,10 @@ constexpr std::size_t mostForJpx = std::size_t{9} << 20;
 // Where an image must be coded anew, whatever it takes now.
 constexpr std::size_t anySize = ~std::size_t{0} / 4;
 
+std::size_t shareOf(std::size_t bytes, double share) {
+  return static_cast<std::size_t>(share * static_cast<double>(bytes));
+}
+
 struct Size {
   std::uint32_t width, height;
   bool operator==(const Size&) const = default;
@@ -109,7 +113,9 @@ class Recoding {
   bool offerLossy(const Views* views, const Pixels& pixels, const ImageFacts& facts);
   void offerFewerColors(const Pixels& pixels, const ImageFacts& facts, const LookTarget& target,
                         const Views& views);
-  void offerJpx(const LookTarget* target, const Pixels& pixels, const std::optional<EncodedImage>& jpeg);
+  bool mayBeJpx(const Pixels& pixels, std::size_t jpegBytes) const;
+  std::optional<EncodedImage> jpxFor(const LookTarget& target, const Pixels& pixels, std::size_t jpegBytes) const;
+  void offerJpxLike(const Pixels& pixels, const EncodedImage& jpeg);
   void offerLosslessJpx(const Pixels& pixels);
   void bitonalImage(const Pixels& pixels);
   void becomeBitonal(const Pixels& pixels);
@@ -274,7 +280,7 @@ bool Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageF
         quality < 90 && facts.kind == ImageClass::continuous && chromaSurvivesHalving(coded);
     Result<EncodedImage> image = encodeJpeg(coded, options);
     if (!image) return true;
-    offerJpx(nullptr, coded, *image);
+    offerJpxLike(coded, *image);
     if (jpegSuits) choice_.offer({std::move(*image), {}, {}, false});
     return true;
   }
@@ -287,32 +293,41 @@ bool Recoding::offerLossy(const Views* views, const Pixels& pixels, const ImageF
     offerFewerColors(coded, facts, target, *views);
   }
   if (!jpegSuits && !rules_.jpeg2000()) return true;
-  LookResult found = encodeJpegForLook(coded, target, highest, choice_.lossyBudget(advantage()));
-  const bool settled = found.image || found.tooLarge;
-  offerJpx(&target, coded, found.image);
-  if (found.image && jpegSuits) choice_.offer({std::move(*found.image), {}, {}, false});
+  const JpegSearch search(coded, target, highest, choice_.lossyBudget(advantage()));
+  if (!search.found()) return search.tooLarge();
+  std::optional<EncodedImage> jpx;
+  if (mayBeJpx(coded, search.leastBytes())) jpx = jpxFor(target, coded, search.mostBytes());
+  // Where JPEG 2000 is clearly smaller than any JPEG, that need not be made to be beaten.
+  const bool clearly = jpx && jpx->data.size() <= shareOf(search.leastBytes(), jpxAdvantage);
+  LookResult jpeg;
+  if (jpegSuits && !clearly) jpeg = search.encode();
+  if (jpeg.image && jpx && jpx->data.size() > shareOf(jpeg.image->data.size(), jpxAdvantage)) jpx.reset();
+  const bool settled = jpx || jpeg.image || jpeg.tooLarge || !jpegSuits;
+  if (jpx) choice_.offer({std::move(*jpx), {}, {}, false});
+  if (jpeg.image) choice_.offer({std::move(*jpeg.image), {}, {}, false});
   return settled;
 }
 
-// target: what the coding must keep; null where it must look like the JPEG. jpeg: of the same pixels, where
-// there is one.
-void Recoding::offerJpx(const LookTarget* target, const Pixels& pixels,
-                        const std::optional<EncodedImage>& jpeg) {
-  if (!rules_.jpeg2000() || job_.role != ImageRole::picture || !jpeg ||
-      (rules_.continuous(Codec::jpeg) && jpeg->data.size() < leastForJpx) ||
-      pixels.samples().size() > mostForJpx ||
-      (pixels.kind() != ColorKind::grey && pixels.kind() != ColorKind::rgb)) {
-    return;
-  }
-  if (!rules_.continuous(Codec::jpeg)) {
-    // The JPEG only says how many bytes the picture may take.
-    std::optional<EncodedImage> image = encodeJpxOf(pixels, jpeg->data.size());
-    if (image) choice_.offer({std::move(*image), {}, {}, false});
-    return;
-  }
-  const auto most = static_cast<std::size_t>(jpxAdvantage * static_cast<double>(jpeg->data.size()));
-  std::optional<EncodedImage> image =
-      target != nullptr ? encodeJpxForLook(pixels, *target, most) : encodeJpxLike(pixels, *jpeg, most);
+bool Recoding::mayBeJpx(const Pixels& pixels, std::size_t jpegBytes) const {
+  return rules_.jpeg2000() && job_.role == ImageRole::picture &&
+         (!rules_.continuous(Codec::jpeg) || jpegBytes >= leastForJpx) && pixels.samples().size() <= mostForJpx &&
+         (pixels.kind() == ColorKind::grey || pixels.kind() == ColorKind::rgb);
+}
+
+std::optional<EncodedImage> Recoding::jpxFor(const LookTarget& target, const Pixels& pixels,
+                                             std::size_t jpegBytes) const {
+  // Where there may be no JPEG, its size only says how many bytes the picture may take.
+  return rules_.continuous(Codec::jpeg) ? encodeJpxForLook(pixels, target, shareOf(jpegBytes, jpxAdvantage))
+                                        : encodeJpxOf(pixels, jpegBytes);
+}
+
+// One that looks like the JPEG.
+void Recoding::offerJpxLike(const Pixels& pixels, const EncodedImage& jpeg) {
+  const std::size_t bytes = jpeg.data.size();
+  if (!mayBeJpx(pixels, bytes)) return;
+  std::optional<EncodedImage> image = rules_.continuous(Codec::jpeg)
+                                          ? encodeJpxLike(pixels, jpeg, shareOf(bytes, jpxAdvantage))
+                                          : encodeJpxOf(pixels, bytes);
   if (image) choice_.offer({std::move(*image), {}, {}, false});
 }
 
