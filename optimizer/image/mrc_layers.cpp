@@ -72,10 +72,16 @@ std::uint32_t sideAt(std::uint32_t side, double dpi, double wanted) {
 struct Judgement {
   std::optional<Look> look;
   std::optional<double> shown;
-  bool strokesLost = false;
+  std::optional<double> strokes;  // times as many are lost as may be
 
-  bool fails(const LookFloor& floor) const {
-    return strokesLost || (look && !passes(*look, floor)) || (shown && *shown < floor.shown);
+  // Up to what has been judged.
+  Loss against(const LookFloor& floor) const {
+    Loss loss;
+    if (look) loss = lossOf(*look, floor);
+    if (shown) loss.structure = std::max(loss.structure, (1 - *shown) / (1 - floor.shown));
+    // The number of cells grows fast with the loss that makes them fail.
+    if (strokes) loss.structure = std::max(loss.structure, std::sqrt(*strokes));
+    return loss;
   }
 };
 
@@ -113,9 +119,8 @@ class Layering {
   bool codePictures(const Pixels& colors);
   bool codeInk(const Pixels& colors, int quality);
   CellGrid lostOn(const Pixels& shownPage) const;
-  // before: cells that had lost strokes before the paper was coded. judged: takes what was found out.
-  bool looksRight(const Pixels& paper, const LookFloor& floor, std::size_t before,
-                  Judgement* judged = nullptr) const;
+  // before: cells that had lost strokes before the paper was coded. As far as is needed to refuse it.
+  Judgement judge(const Pixels& paper, const LookFloor& floor, std::size_t before) const;
   void setInk(const Pixels& colors);
   bool codePaperAt(Step& step, const Pixels& colors, const Pixels& ink, double reserve);
   std::size_t bytesLeft() const;
@@ -305,22 +310,21 @@ bool Layering::codeInk(const Pixels& colors, int quality) {
 }
 
 // Strokes take longer to look for, and are there in most of what passes otherwise.
-bool Layering::looksRight(const Pixels& paper, const LookFloor& floor, std::size_t before,
-                          Judgement* judged) const {
-  Judgement unused;
-  Judgement& found = judged != nullptr ? *judged : unused;
+Judgement Layering::judge(const Pixels& paper, const LookFloor& floor, std::size_t before) const {
+  Judgement found;
   const bool coarse = paper.width() <= viewer_->width() && paper.height() <= viewer_->height();
   const Pixels viewed = asShown((coarse ? *viewer_ : *reader_).compose(paper));
   found.look = (coarse ? *view_ : *viewOfRead_).compare(viewed);
-  if (found.fails(floor)) return false;
+  if (!found.against(floor).passes()) return found;
   const Pixels common = asShown(commonViewer_->compose(
       coarse ? paper : blockAverage(paper, commonViewer_->width(), commonViewer_->height())));
   found.shown = shownView_->compare(common).structure;
-  if (found.fails(floor)) return false;
+  if (!found.against(floor).passes()) return found;
   const CellGrid lost = lostOn(coarse ? asShown(reader_->compose(paper)) : viewed);
-  found.strokesLost =
-      lost.count() > before + static_cast<std::size_t>(mostLost * static_cast<double>(lost.cells.size()));
-  return !found.strokesLost;
+  const std::size_t most =
+      before + static_cast<std::size_t>(mostLost * static_cast<double>(lost.cells.size()));
+  found.strokes = static_cast<double>(1 + lost.count()) / static_cast<double>(1 + most);
+  return found;
 }
 
 bool Layering::codePaperAt(Step& step, const Pixels& colors, const Pixels& ink, double reserve) {
@@ -329,25 +333,26 @@ bool Layering::codePaperAt(Step& step, const Pixels& colors, const Pixels& ink, 
   floor.structure += (1 - floor.structure) * pictureShare_;
   floor.shown += (1 - floor.shown) * pictureShare_;
   const LookFloor uncoded = withReserve(floor, reserve);
-  if (step.uncoded.fails(uncoded)) return false;
+  if (!step.uncoded.against(uncoded).passes()) return false;
   const Pixels paper = paperAt(step.size, ink);
-  if (!looksRight(paper, uncoded, 0, &step.uncoded)) return false;
+  step.uncoded = judge(paper, uncoded, 0);
+  if (!step.uncoded.against(uncoded).passes()) return false;
   const std::size_t lost = lostOn(asShown(reader_->compose(paper))).count();
-  const auto good = [&](const Pixels& shown) { return looksRight(shown, floor, lost); };
-  std::optional<CodedLayer> coded = codePaper(paper, settings_, bytesLeft(), good);
-  if (!coded) {
+  const auto loss = [&](const Pixels& shown) { return judge(shown, floor, lost).against(floor); };
+  CodedPaper coded = codePaper(paper, settings_, bytesLeft(), loss);
+  if (!coded.layer) {
     step.done = true;
-    ++codedInVain_;
+    codedInVain_ = coded.outOfReach ? mostInVain : codedInVain_ + 1;
     return false;
   }
-  layers_.background = std::move(coded->image);
+  layers_.background = std::move(coded.layer->image);
   // The same with cheaper ink.
   const EncodedImage before = layers_.foreground;
   if (!codeInk(colors, page_.channels() == 1 ? greyInkQualities[0] : colorInkQualities[0])) return false;
   const Result<Pixels> cheapInk = decodeJpeg(layers_.foreground.data);
   if (cheapInk && layers_.foreground.cost() < before.cost()) {
     setInk(*cheapInk);
-    if (good(coded->shown)) return true;
+    if (loss(coded.layer->shown).passes()) return true;
   }
   layers_.foreground = before;
   return true;

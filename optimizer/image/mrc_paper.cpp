@@ -10,6 +10,7 @@
 #include "optimizer/codec/flate.h"
 #include "optimizer/codec/jpeg.h"
 #include "optimizer/codec/jpx.h"
+#include "optimizer/codec/jpx_coding.h"
 #include "optimizer/image/lossy.h"
 #include "optimizer/image/lossy_jpx.h"
 #include "optimizer/image/mrc_compose.h"
@@ -37,8 +38,6 @@ constexpr std::array<double, 3> pictureSteps = {150, 200, 1e9};
 // What resampling must leave above the floor.
 constexpr double codingReserve = 0.012;
 
-using Good = std::function<bool(const Pixels&)>;
-
 std::vector<int> rungsFrom(int lowest) {
   std::vector<int> rungs;
   if (lowest > ladder.front()) rungs.push_back(lowest);
@@ -56,15 +55,6 @@ std::optional<CodedLayer> withoutLoss(const Pixels& pixels, std::size_t bytes) {
   return CodedLayer{std::move(plain), pixels};
 }
 
-std::optional<CodedLayer> asJpx(const Pixels& pixels, std::size_t bytes) {
-  constexpr std::size_t least = 200;
-  Result<EncodedImage> coded = encodeJpx(pixels, std::max(bytes, least));
-  if (!coded) return std::nullopt;
-  Result<Pixels> shown = decodeJpx(coded->data);
-  if (!shown) return std::nullopt;
-  return CodedLayer{std::move(*coded), std::move(*shown)};
-}
-
 std::optional<CodedLayer> asJpeg(const Pixels& pixels, int quality, bool draft) {
   JpegOptions options;
   options.quality = quality;
@@ -78,7 +68,8 @@ std::optional<CodedLayer> asJpeg(const Pixels& pixels, int quality, bool draft) 
 }
 
 // The lowest quality that is good; a draft says about which.
-std::optional<CodedLayer> paperAsJpeg(const Pixels& paper, int lowest, std::size_t bytes, const Good& good) {
+std::optional<CodedLayer> paperAsJpeg(const Pixels& paper, int lowest, std::size_t bytes,
+                                      const LossJudge& judge) {
   const std::vector<int> rungs = rungsFrom(lowest);
   std::size_t low = 0, high = rungs.size();
   while (low < high) {
@@ -86,7 +77,7 @@ std::optional<CodedLayer> paperAsJpeg(const Pixels& paper, int lowest, std::size
     const std::size_t next = low + (high - low) / 3;
     const std::optional<CodedLayer> draft = asJpeg(paper, rungs[next], true);
     if (!draft) return std::nullopt;
-    if (good(draft->shown)) {
+    if (judge(draft->shown).passes()) {
       high = next;
     } else {
       // A draft takes about a third more than what is kept; this one is hopeless.
@@ -97,35 +88,96 @@ std::optional<CodedLayer> paperAsJpeg(const Pixels& paper, int lowest, std::size
   for (; low < rungs.size(); ++low) {
     std::optional<CodedLayer> coded = asJpeg(paper, rungs[low], false);
     if (!coded || coded->image.cost() >= bytes) return std::nullopt;
-    if (good(coded->shown)) return coded;
+    if (judge(coded->shown).passes()) return coded;
   }
   return std::nullopt;
 }
 
-// Bits a pixel. Of clean paper next to nothing is left to code, and there wavelets beat blocks by far.
-constexpr std::array<double, 8> wavelets = {0.006, 0.012, 0.024, 0.048, 0.096, 0.19, 0.38, 0.6};
+// Bits a pixel. Of clean paper next to nothing is left to code, and there wavelets beat blocks by far; beyond
+// the last blocks do.
+constexpr std::array<double, 2> waveletBits = {0.1, 0.6};
 // Beyond this blocks may be better.
 constexpr double manyBits = 0.2;
 
-std::optional<CodedLayer> paperAsJpx(const Pixels& paper, std::size_t bytes, const Good& good) {
-  const auto bytesAt = [&](double bits) {
-    return static_cast<std::size_t>(bits / 8 * static_cast<double>(paper.pixelCount()));
-  };
-  std::optional<CodedLayer> best;
-  std::size_t low = 0, high = wavelets.size();
-  while (high > low && bytesAt(wavelets[high - 1]) >= bytes) --high;
-  while (low < high) {
-    const std::size_t next = low + (high - low) / 3;
-    std::optional<CodedLayer> coded = asJpx(paper, bytesAt(wavelets[next]));
-    if (!coded) return best;
-    if (coded->image.cost() < bytes && good(coded->shown)) {
-      best = std::move(coded);
-      high = next;
+double worse(const Loss& loss) { return std::max(loss.structure, loss.chroma); }
+
+// The size at which a loss is just what it may be, by halving. As logarithms.
+class SizeSearch {
+ public:
+  SizeSearch(double least, double most) : least_(least), most_(most), next_(most) {}
+
+  double next() const { return next_; }
+  bool done() const { return most_ - least_ < closeEnough; }
+
+  // What the paper loses at that size.
+  void tell(double loss) {
+    if (loss <= 1) {
+      most_ = next_;
+      spared_ = std::log(std::max(loss, 0.1));
     } else {
-      low = next + 1;
+      least_ = next_;
+      excess_ = std::log(loss);
     }
+    // The first steps down are long: most paper is plain.
+    next_ = excess_ > 0 ? most_ + std::clamp(spared_ / (excess_ - spared_), -0.75, -0.25) * (most_ - least_)
+                        : std::max(least_, most_ - firstStep);
   }
-  return best;
+
+ private:
+  static constexpr double closeEnough = 0.3, firstStep = 1.8;
+  double least_, most_, next_;
+  double spared_ = 0, excess_ = 0;  // at the ends
+};
+
+// What a decoder makes of so many bytes, and a little more where that is too little.
+std::optional<CodedLayer> decodedJpx(JpxCoding& coding, std::size_t bytes, std::size_t limit,
+                                     const LossJudge& judge) {
+  for (const double more : {1.0, 1.1, 1.3}) {
+    EncodedImage image =
+        coding.encoded(coding.cutTo(static_cast<std::size_t>(more * static_cast<double>(bytes))));
+    if (image.cost() >= limit) return std::nullopt;
+    Result<Pixels> shown = decodeJpx(image.data);
+    if (shown && judge(*shown).passes()) return CodedLayer{std::move(image), std::move(*shown)};
+  }
+  return std::nullopt;
+}
+
+// Where even so many times the bytes are not enough, blocks do not take fewer than there are, nor does finer
+// paper: it needs half at best.
+constexpr std::size_t outOfReach = 2;
+
+CodedPaper paperAsJpx(const Pixels& paper, std::size_t bytes, const LossJudge& judge) {
+  constexpr std::size_t fewest = 200;
+  std::size_t least = fewest;
+  for (const double bits : waveletBits) {
+    const auto wanted = static_cast<std::size_t>(bits / 8 * static_cast<double>(paper.pixelCount()));
+    std::size_t most = std::min(outOfReach * bytes, wanted);
+    if (most <= least) break;
+    Result<JpxCoding> coding = JpxCoding::begin(paper, most);
+    if (!coding) break;
+    const auto lossAt = [&](std::size_t size) { return judge(coding->shown(coding->cutTo(size))); };
+    Loss loss = lossAt(most);
+    if (!loss.passes()) {
+      if (most < wanted) return {{}, true};
+      least = most;
+      continue;
+    }
+    if (most > bytes) {
+      most = bytes;
+      loss = lossAt(most);
+      if (!loss.passes()) break;
+    }
+    SizeSearch search(std::log(static_cast<double>(least)), std::log(static_cast<double>(most)));
+    search.tell(worse(loss));
+    while (!search.done()) {
+      const auto size = static_cast<std::size_t>(std::exp(search.next()));
+      loss = lossAt(size);
+      search.tell(worse(loss));
+      if (loss.passes()) most = size;
+    }
+    return {decodedJpx(*coding, most, bytes, judge), false};
+  }
+  return {};
 }
 
 bool mayUseJpx(const Settings& settings) {
@@ -162,33 +214,35 @@ bool holdsMask(Codec codec) {
   return codec == Codec::bitonal || codec == Codec::flate || codec == Codec::automatic;
 }
 
-std::optional<CodedLayer> codePaper(const Pixels& paper, const Settings& settings, std::size_t bytes,
-                                    const Good& good) {
+CodedPaper codePaper(const Pixels& paper, const Settings& settings, std::size_t bytes,
+                     const LossJudge& judge) {
   if (settings.mrcLayerCodec == Codec::flate) {
     std::optional<CodedLayer> plain = withoutLoss(paper, bytes);
-    if (plain && !good(plain->shown)) plain.reset();
-    return plain;
+    if (plain && !judge(plain->shown).passes()) plain.reset();
+    return {std::move(plain), false};
   }
   const bool jpx = settings.mrcLayerCodec != Codec::jpeg && mayUseJpx(settings);
   const bool anyQuality = settings.mrcLayerQuality <= ladder.front();
   std::optional<CodedLayer> best;
   if (jpx && anyQuality) {
-    best = paperAsJpx(paper, bytes, good);
+    CodedPaper found = paperAsJpx(paper, bytes, judge);
     const double bits = manyBits / 8 * static_cast<double>(paper.pixelCount());
-    if (best && static_cast<double>(best->image.cost()) < bits) return best;
+    if (found.outOfReach || (found.layer && static_cast<double>(found.layer->image.cost()) < bits))
+      return found;
+    best = std::move(found.layer);
   }
   std::optional<CodedLayer> jpeg =
-      paperAsJpeg(paper, settings.mrcLayerQuality, best ? best->image.cost() : bytes, good);
-  if (!jpeg) return best;
+      paperAsJpeg(paper, settings.mrcLayerQuality, best ? best->image.cost() : bytes, judge);
+  if (!jpeg) return {std::move(best), false};
   best = std::move(jpeg);
-  if (!jpx || anyQuality) return best;
+  if (!jpx || anyQuality) return {std::move(best), false};
   // As good as the JPEG of the quality that is asked for.
   const auto fewer = static_cast<std::size_t>(0.85 * static_cast<double>(best->image.data.size()));
   std::optional<EncodedImage> like = encodeJpxLike(paper, best->image, fewer);
-  if (!like) return best;
+  if (!like) return {std::move(best), false};
   Result<Pixels> shown = decodeJpx(like->data);
-  if (shown && good(*shown)) return CodedLayer{std::move(*like), std::move(*shown)};
-  return best;
+  if (shown && judge(*shown).passes()) best = CodedLayer{std::move(*like), std::move(*shown)};
+  return {std::move(best), false};
 }
 
 std::optional<CodedLayer> codePicture(const Pixels& picture, double dpiX, double dpiY,

@@ -2,10 +2,10 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <optional>
 
 #include "optimizer/codec/codec.h"
+#include "optimizer/image/lossy_jpx.h"
 #include "optimizer/image/pixels.h"
 #include "optimizer/settings/settings.h"
 
@@ -21,11 +21,16 @@ struct CodedLayer {
 bool holdsPaper(Codec codec);
 bool holdsMask(Codec codec);
 
-// Paper in the fewest bytes with which `good` holds of what is decoded, from settings.mrcLayerQuality up;
-// nothing where that takes `bytes` or more. settings.mrcLayerCodec: JPEG, Flate, or with JPEG 2000 and
-// automatic the smaller of JPEG and JPEG 2000.
-std::optional<CodedLayer> codePaper(const Pixels& paper, const Settings& settings, std::size_t bytes,
-                                    const std::function<bool(const Pixels&)>& good);
+struct CodedPaper {
+  std::optional<CodedLayer> layer;
+  bool outOfReach = false;  // there is none, and finer paper would not do in so few bytes either
+};
+
+// Paper in the fewest bytes that pass what is decoded, from settings.mrcLayerQuality up; none where that
+// takes `bytes` or more. settings.mrcLayerCodec: JPEG, Flate, or with JPEG 2000 and automatic the smaller of
+// JPEG and JPEG 2000.
+CodedPaper codePaper(const Pixels& paper, const Settings& settings, std::size_t bytes,
+                     const LossJudge& judge);
 
 // A picture at dpiX by dpiY, at 150 dpi or, where that does not carry it, finer, so that it looks the same;
 // by settings.mrcPictureCodec: JPEG, JPEG 2000, Flate, or automatic, the smaller of the first two. Nothing
