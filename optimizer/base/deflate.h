@@ -10,6 +10,15 @@ namespace optimizer {
 
 inline constexpr int kStrongestDeflate = 12;
 
+// The level for bytes that are known to take about so many when they are deflated. Long runs are what the strongest
+// levels spend their time on, and find no better than the one below them: it takes a fifth of the time, and its matches
+// are as long as matches can be.
+constexpr int deflateLevelFor(std::size_t bytes, std::size_t deflated, int level) {
+  constexpr std::size_t longRuns = 25;
+  constexpr int forLongRuns = 9, weakestOptimal = 10;
+  return level == weakestOptimal && deflated < bytes / longRuns ? forLongRuns : level;
+}
+
 // level: 1 fastest to 12 strongest. Safe to call from several threads.
 Bytes deflate(ByteView data, int level = kStrongestDeflate);
 

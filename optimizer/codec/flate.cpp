@@ -298,7 +298,7 @@ EncodedImage encodeFlate(const PackedSamples& image, const FlateDraft& draft, in
   result.height = image.height;
   result.bitsPerComponent = image.bits;
   result.kind = image.kind;
-  effort = std::min(effort, mostEffortFor(image.samples.size()));
+  effort = deflateLevelFor(image.samples.size(), draft.estimate, std::min(effort, mostEffortFor(image.samples.size())));
   if (draft.filter < 0) {
     result.data = deflate(image.samples, effort);
     return result;

@@ -154,6 +154,7 @@ void recode(Job& job, int level) {
 
   if (undone == 1 && job.filters[0].name == "/FlateDecode" && bytes.size() / kTightRatio > job.coded.size()) return;
 
+  if (undone > 0) level = deflateLevelFor(bytes.size(), job.coded.size(), level);
   const std::size_t before = job.coded.size() + cost(job.filters);
   const std::vector<Filter> rest(job.filters.begin() + static_cast<std::ptrdiff_t>(undone), job.filters.end());
   const std::size_t wrapped = cost(rest) + std::string("/FlateDecode").size() + (rest.empty() ? 8 : 0);
