@@ -1,6 +1,7 @@
 #include "optimizer/image/pixels.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "optimizer/base/vectorised.h"
@@ -9,13 +10,19 @@ namespace optimizer {
 
 Pixels expandTo8Bits(const Pixels& pixels) {
   if (pixels.bits() == 8) return pixels;
+  using Eight = std::array<std::uint8_t, 8>;
+  static const std::array<Eight, 256> samplesOf = [] {
+    std::array<Eight, 256> table{};
+    for (unsigned byte = 0; byte < 256; ++byte)
+      for (unsigned x = 0; x < 8; ++x) table[byte][x] = byte >> (7 - x) & 1 ? 255 : 0;
+    return table;
+  }();
   Pixels grey(pixels.width(), pixels.height(), 1, ColorKind::grey);
   for (std::uint32_t y = 0; y < pixels.height(); ++y) {
     const std::uint8_t* in = pixels.row(y);
     std::uint8_t* out = grey.row(y);
-    for (std::uint32_t x = 0; x < pixels.width(); ++x) {
-      out[x] = static_cast<std::uint8_t>(-((in[x >> 3] >> (7 - (x & 7))) & 1));
-    }
+    for (std::uint32_t x = 0; x < pixels.width(); x += 8)
+      std::copy_n(samplesOf[in[x >> 3]].data(), std::min(8u, pixels.width() - x), out + x);
   }
   return grey;
 }
