@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "optimizer/image/mrc_plane.h"
 #include "optimizer/image/mrc_segment.h"
 
 namespace optimizer {
@@ -22,13 +23,6 @@ struct Rectangle {
   int left, top, right, bottom;
 };
 
-bool inkNear(const Bitonal& ink, int x, int y) {
-  for (int ny = std::max(0, y - softEdge); ny <= std::min(ink.height - 1, y + softEdge); ++ny)
-    for (int nx = std::max(0, x - softEdge); nx <= std::min(ink.width - 1, x + softEdge); ++nx)
-      if (ink.at(nx, ny)) return true;
-  return false;
-}
-
 int meanAround(const Pixels& luma, int x, int y) {
   int sum = 0;
   for (int dy = -1; dy <= 1; ++dy) {
@@ -40,12 +34,11 @@ int meanAround(const Pixels& luma, int x, int y) {
 }
 
 // The tones of a cell, smoothed; -1 where ink is near.
-std::vector<std::int16_t> tonesOf(const Pixels& luma, const Bitonal& ink, const Rectangle& cell) {
+std::vector<std::int16_t> tonesOf(const Pixels& luma, const Bitonal& edges, const Rectangle& cell) {
   std::vector<std::int16_t> tones;
   for (int y = cell.top; y < cell.bottom; ++y)
     for (int x = cell.left; x < cell.right; ++x)
-      tones.push_back(inkNear(ink, x, y) ? std::int16_t{-1}
-                                         : static_cast<std::int16_t>(meanAround(luma, x, y)));
+      tones.push_back(edges.at(x, y) ? std::int16_t{-1} : static_cast<std::int16_t>(meanAround(luma, x, y)));
   return tones;
 }
 
@@ -81,7 +74,7 @@ int edgeIn(const std::vector<std::int16_t>& tones) {
 void addFaintInk(const Pixels& luma, const CellGrid& lost, Bitonal& ink) {
   const auto width = static_cast<int>(luma.width()), height = static_cast<int>(luma.height());
   const auto across = static_cast<int>(lost.across), down = static_cast<int>(lost.down);
-  const Bitonal before = ink;
+  const Bitonal edges = grown(ink, softEdge);
   for (int cy = 0; cy < down; ++cy)
     for (int cx = 0; cx < across; ++cx) {
       bool wanted = false;
@@ -91,7 +84,7 @@ void addFaintInk(const Pixels& luma, const CellGrid& lost, Bitonal& ink) {
       if (!wanted) continue;
       const Rectangle cell = {cx * width / across, cy * height / down, (cx + 1) * width / across,
                               (cy + 1) * height / down};
-      const std::vector<std::int16_t> tones = tonesOf(luma, before, cell);
+      const std::vector<std::int16_t> tones = tonesOf(luma, edges, cell);
       const int edge = edgeIn(tones);
       std::size_t i = 0;
       for (int y = cell.top; y < cell.bottom; ++y)

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "optimizer/image/mrc_plane.h"
 #include "optimizer/image/mrc_segment.h"
 
 namespace optimizer {
@@ -20,8 +21,10 @@ class Pictures {
         wide_((ink.width + side_ - 1) / side_),
         high_((ink.height + side_ - 1) / side_),
         cells_(static_cast<std::size_t>(wide_) * static_cast<std::size_t>(high_)) {
+    constexpr int softEdge = 2;
+    const Bitonal edges = grown(ink, softEdge);
     for (int cy = 0; cy < high_; ++cy)
-      for (int cx = 0; cx < wide_; ++cx) at(cx, cy) = varies(luma, ink, cx, cy);
+      for (int cx = 0; cx < wide_; ++cx) at(cx, cy) = varies(luma, edges, cx, cy);
     smooth();
     const std::vector<std::uint8_t> toned = tonedParts(luma);
     for (std::size_t i = 0; i < cells_.size(); ++i) cells_[i] = cells_[i] == picture || toned[i] ? 1 : 0;
@@ -38,26 +41,21 @@ class Pictures {
 
   static constexpr std::uint8_t picture = 1, unknown = 2;
 
-  std::uint8_t varies(const Pixels& luma, const Bitonal& ink, int cx, int cy) const {
-    double count = 0, sum = 0, squares = 0;
-    for (int y = cy * side_; y < std::min((cy + 1) * side_, ink.height); ++y)
-      for (int x = cx * side_; x < std::min((cx + 1) * side_, ink.width); ++x) {
-        if (inkNear(ink, x, y)) continue;
-        const double v = luma.row(static_cast<std::uint32_t>(y))[x];
-        ++count;
-        sum += v;
-        squares += v * v;
+  std::uint8_t varies(const Pixels& luma, const Bitonal& edges, int cx, int cy) const {
+    std::uint32_t count = 0, sum = 0;
+    std::uint64_t squares = 0;
+    for (int y = cy * side_; y < std::min((cy + 1) * side_, edges.height); ++y) {
+      const std::uint8_t* row = luma.row(static_cast<std::uint32_t>(y));
+      for (int x = cx * side_; x < std::min((cx + 1) * side_, edges.width); ++x) {
+        const std::uint32_t v = row[x], counted = edges.at(x, y) ? 0 : 1;
+        count += counted;
+        sum += counted * v;
+        squares += counted * v * v;
       }
+    }
     if (count < side_ * side_ / 8.0) return unknown;
-    return std::sqrt(std::max(0.0, squares - sum * sum / count) / count) > variedSpread;
-  }
-
-  static bool inkNear(const Bitonal& ink, int x, int y) {
-    constexpr int reach = 2;
-    for (int ny = std::max(0, y - reach); ny <= std::min(ink.height - 1, y + reach); ++ny)
-      for (int nx = std::max(0, x - reach); nx <= std::min(ink.width - 1, x + reach); ++nx)
-        if (ink.at(nx, ny)) return true;
-    return false;
+    const double square = static_cast<double>(sum) * sum / count;
+    return std::sqrt(std::max(0.0, static_cast<double>(squares) - square) / count) > variedSpread;
   }
 
   void smooth() {

@@ -88,26 +88,22 @@ Pixels shown(const LayeredImage& layers) {
   EXPECT_TRUE(mask.ok());
   const Pixels background = decoded(layers.background), foreground = decoded(layers.foreground);
   const std::uint32_t w = layers.mask.width, h = layers.mask.height;
-  Pixels page(w, h, background.channels(), background.kind());
-  for (unsigned c = 0; c < page.channels(); ++c) {
-    Plane both = enlarged(channelOf(background, c), w, h);
-    for (const LayeredPicture& picture : layers.pictures) {
-      const auto left = static_cast<std::uint32_t>(std::lround(picture.part.left * w)),
-                 right = static_cast<std::uint32_t>(std::lround(picture.part.right * w)),
-                 top = static_cast<std::uint32_t>(std::lround(picture.part.top * h)),
-                 bottom = static_cast<std::uint32_t>(std::lround(picture.part.bottom * h));
-      const Plane part = enlarged(channelOf(decoded(picture.image), c), right - left, bottom - top);
-      for (std::uint32_t y = top; y < bottom; ++y)
-        for (std::uint32_t x = left; x < right; ++x)
-          both.values[std::size_t{y} * w + x] = part.values[std::size_t{y - top} * part.width + x - left];
-    }
-    const Plane above = enlarged(channelOf(foreground, c), w, h);
-    for (std::uint32_t y = 0; y < h; ++y)
-      for (std::uint32_t x = 0; x < w; ++x)
-        if (mask->at(static_cast<int>(x), static_cast<int>(y)))
-          both.values[std::size_t{y} * w + x] = above.values[std::size_t{y} * w + x];
-    putChannel(both, page, c);
+  Pixels page = enlargedPart(background, {}, w, h);
+  const unsigned n = page.channels();
+  for (const LayeredPicture& picture : layers.pictures) {
+    const auto left = static_cast<std::uint32_t>(std::lround(picture.part.left * w)),
+               right = static_cast<std::uint32_t>(std::lround(picture.part.right * w)),
+               top = static_cast<std::uint32_t>(std::lround(picture.part.top * h)),
+               bottom = static_cast<std::uint32_t>(std::lround(picture.part.bottom * h));
+    const Pixels part = enlargedPart(decoded(picture.image), {}, right - left, bottom - top);
+    for (std::uint32_t y = top; y < bottom; ++y)
+      std::copy_n(part.row(y - top), part.stride(), page.row(y) + std::size_t{left} * n);
   }
+  const Pixels above = enlargedPart(foreground, {}, w, h);
+  for (std::uint32_t y = 0; y < h; ++y)
+    for (std::uint32_t x = 0; x < w; ++x)
+      if (mask->at(static_cast<int>(x), static_cast<int>(y)))
+        std::copy_n(above.row(y) + std::size_t{x} * n, n, page.row(y) + std::size_t{x} * n);
   return page;
 }
 
@@ -276,6 +272,18 @@ TEST(MrcSegment, InkIsFoundAndPicturesAreNot) {
     for (int x = 380; x < 720; ++x) inside += found.ink.at(x, y);
   EXPECT_LT(inside, 340 * 240 / 50);
   EXPECT_GT(found.inkShare, 0.05);
+}
+
+TEST(MrcPlane, GrownPixelsReachSoFarAndNotAroundTheEdges) {
+  Bitonal ink(21, 9);
+  ink.set(8, 4);
+  ink.set(20, 8);
+  ink.row(0)[2] |= 1;  // beyond the width
+  const Bitonal grow = grown(ink, 2);
+  for (int y = 0; y < 9; ++y)
+    for (int x = 0; x < 21; ++x)
+      EXPECT_EQ(grow.at(x, y), (std::abs(x - 8) <= 2 && std::abs(y - 4) <= 2) || (x >= 18 && y >= 6))
+          << x << ' ' << y;
 }
 
 TEST(MrcPlane, GapsAreFilledFromAroundThem) {

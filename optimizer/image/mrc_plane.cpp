@@ -29,6 +29,63 @@ std::vector<std::uint32_t> targets(std::uint32_t from, std::uint32_t to) {
   return map;
 }
 
+// Where a value lies between two of another size.
+struct Tap {
+  std::size_t first, second;
+  float share;  // of the second
+};
+
+std::vector<Tap> tapsOf(std::uint32_t from, std::uint32_t to) {
+  std::vector<Tap> list(to);
+  for (std::uint32_t i = 0; i < to; ++i) {
+    const double place = std::clamp((i + 0.5) * from / to - 0.5, 0.0, static_cast<double>(from - 1));
+    const auto first = static_cast<std::size_t>(place);
+    list[i] = {first, std::min<std::size_t>(first + 1, from - 1),
+               static_cast<float>(place - static_cast<double>(first))};
+  }
+  return list;
+}
+
+float valueAt(const Plane& plane, const Tap& column, const Tap& row) {
+  const float* above = plane.values.data() + row.first * plane.width;
+  const float* below = plane.values.data() + row.second * plane.width;
+  const float top = above[column.first] + (above[column.second] - above[column.first]) * column.share;
+  const float bottom = below[column.first] + (below[column.second] - below[column.first]) * column.share;
+  return top + (bottom - top) * row.share;
+}
+
+// Means of what is known in two by two places.
+WeightedPlane halved(const WeightedPlane& fine) {
+  const std::uint32_t w = fine.values.width, h = fine.values.height;
+  WeightedPlane coarse{Plane((w + 1) / 2, (h + 1) / 2), Plane((w + 1) / 2, (h + 1) / 2)};
+  float *value = coarse.values.values.data(), *weight = coarse.weights.values.data();
+  for (std::uint32_t y = 0; y < h; y += 2)
+    for (std::uint32_t x = 0; x < w; x += 2, ++value, ++weight) {
+      float sum = 0, weights = 0;
+      for (std::uint32_t row = y; row < std::min(y + 2, h); ++row)
+        for (std::size_t i = std::size_t{row} * w + x; i < std::size_t{row} * w + std::min(x + 2, w); ++i) {
+          sum += fine.values.values[i] * fine.weights.values[i];
+          weights += fine.weights.values[i];
+        }
+      if (weights <= 0) continue;
+      *value = sum / weights;
+      *weight = std::min(weights, 1.0f);
+    }
+  return coarse;
+}
+
+// Gives the target's gaps the values of a coarser level.
+void fillFrom(const Plane& coarse, WeightedPlane& target) {
+  const std::uint32_t width = target.values.width, height = target.values.height;
+  const std::vector<Tap> columns = tapsOf(coarse.width, width), rows = tapsOf(coarse.height, height);
+  for (std::uint32_t y = 0; y < height; ++y) {
+    float* values = target.values.values.data() + std::size_t{y} * width;
+    const float* weights = target.weights.values.data() + std::size_t{y} * width;
+    for (std::uint32_t x = 0; x < width; ++x)
+      if (weights[x] <= 0) values[x] = valueAt(coarse, columns[x], rows[y]);
+  }
+}
+
 }  // namespace
 
 WeightedPlane meanOfInk(const Pixels& pixels, unsigned channel, const Bitonal& ink, std::uint32_t width,
@@ -64,61 +121,13 @@ void fillGaps(WeightedPlane& plane) {
   std::vector<WeightedPlane> levels;
   const WeightedPlane* fine = &plane;
   while (fine->values.width > 1 || fine->values.height > 1) {
-    const std::uint32_t fw = fine->values.width, fh = fine->values.height;
-    WeightedPlane coarse{Plane((fw + 1) / 2, (fh + 1) / 2), Plane((fw + 1) / 2, (fh + 1) / 2)};
-    for (std::uint32_t y = 0; y < fh; ++y)
-      for (std::uint32_t x = 0; x < fw; ++x) {
-        const std::size_t from = std::size_t{y} * fw + x,
-                          to = std::size_t{y / 2} * coarse.values.width + x / 2;
-        coarse.values.values[to] += fine->values.values[from] * fine->weights.values[from];
-        coarse.weights.values[to] += fine->weights.values[from];
-      }
-    for (std::size_t i = 0; i < coarse.values.values.size(); ++i) {
-      float& weight = coarse.weights.values[i];
-      if (weight <= 0) continue;
-      coarse.values.values[i] /= weight;
-      weight = std::min(weight, 1.0f);
-    }
-    levels.push_back(std::move(coarse));
+    levels.push_back(halved(*fine));
     fine = &levels.back();
   }
   for (std::size_t i = levels.size(); i-- > 0;) {
     WeightedPlane& target = i == 0 ? plane : levels[i - 1];
-    const Plane smooth = enlarged(levels[i].values, target.values.width, target.values.height);
-    for (std::size_t k = 0; k < smooth.values.size(); ++k)
-      if (target.weights.values[k] <= 0) target.values.values[k] = smooth.values[k];
+    fillFrom(levels[i].values, target);
   }
-}
-
-Plane enlarged(const Plane& plane, std::uint32_t width, std::uint32_t height) {
-  struct Tap {
-    std::size_t first, second;
-    float share;  // of the second
-  };
-  const auto taps = [](std::uint32_t from, std::uint32_t to) {
-    std::vector<Tap> list(to);
-    for (std::uint32_t i = 0; i < to; ++i) {
-      const double place = std::clamp((i + 0.5) * from / to - 0.5, 0.0, static_cast<double>(from - 1));
-      const auto first = static_cast<std::size_t>(place);
-      list[i] = {first, std::min<std::size_t>(first + 1, from - 1),
-                 static_cast<float>(place - static_cast<double>(first))};
-    }
-    return list;
-  };
-  const std::vector<Tap> columns = taps(plane.width, width), rows = taps(plane.height, height);
-  Plane out(width, height);
-  for (std::uint32_t y = 0; y < height; ++y) {
-    const float* above = plane.values.data() + rows[y].first * plane.width;
-    const float* below = plane.values.data() + rows[y].second * plane.width;
-    float* to = out.values.data() + std::size_t{y} * width;
-    for (std::uint32_t x = 0; x < width; ++x) {
-      const Tap& tap = columns[x];
-      const float top = above[tap.first] + (above[tap.second] - above[tap.first]) * tap.share;
-      const float bottom = below[tap.first] + (below[tap.second] - below[tap.first]) * tap.share;
-      to[x] = top + (bottom - top) * rows[y].share;
-    }
-  }
-  return out;
 }
 
 Bitonal eroded(const Bitonal& picture) {
@@ -133,6 +142,26 @@ Bitonal eroded(const Bitonal& picture) {
     }
   }
   return inside;
+}
+
+Bitonal grown(const Bitonal& picture, int by) {
+  Bitonal out(picture.width, picture.height);
+  Bytes tall(picture.stride);
+  const auto last = static_cast<std::uint8_t>(0xFF << (-picture.width & 7));
+  for (int y = 0; y < picture.height; ++y) {
+    std::fill(tall.begin(), tall.end(), std::uint8_t{0});
+    for (int near = std::max(0, y - by); near <= std::min(picture.height - 1, y + by); ++near)
+      for (std::size_t i = 0; i < tall.size(); ++i) tall[i] |= picture.row(near)[i];
+    tall.back() &= last;
+    for (std::size_t i = 0; i < tall.size(); ++i) {
+      const unsigned around = (i > 0 ? tall[i - 1] : 0u) << 16 | unsigned{tall[i]} << 8 |
+                              (i + 1 < tall.size() ? tall[i + 1] : 0u);
+      unsigned wide = around;
+      for (int shift = 1; shift <= by; ++shift) wide |= around << shift | around >> shift;
+      out.row(y)[i] = static_cast<std::uint8_t>(wide >> 8);
+    }
+  }
+  return out;
 }
 
 Pixels resizeBitonal(const Pixels& bits, std::uint32_t width, std::uint32_t height) {

@@ -31,11 +31,11 @@ WeightedPlane meanOfInk(const Pixels& pixels, unsigned channel, const Bitonal& i
 // Gives values to the places without weight: smooth ones, from what is known around them.
 void fillGaps(WeightedPlane& plane);
 
-// Bilinear, pixel centres aligned as a renderer aligns them. Reduces too, by sampling.
-Plane enlarged(const Plane& plane, std::uint32_t width, std::uint32_t height);
-
 // The black pixels whose four neighbours are black, too.
 Bitonal eroded(const Bitonal& picture);
+
+// The pixels that have a black one within so many, 1 to 7, across and down.
+Bitonal grown(const Bitonal& picture, int by);
 
 // Nearest neighbour.
 Pixels resizeBitonal(const Pixels& bits, std::uint32_t width, std::uint32_t height);

@@ -13,7 +13,7 @@ namespace {
 // Ink is darker than its neighbourhood by a share of the neighbourhood's spread (Sauvola, Pietikäinen 2000),
 // and by so many levels at least, which keeps paper grain out.
 constexpr double spreadShare = 0.25, fullSpread = 128;
-constexpr double leastContrast = 12;
+constexpr std::uint64_t leastContrast = 12;
 // Mean level below which a page is dark.
 constexpr std::uint64_t darkPaper = 110;
 
@@ -59,10 +59,11 @@ void threshold(const Pixels& luma, int radius, Bitonal& ink) {
         sum -= columns.sum[column(x - radius - 1)];
         squares -= columns.squares[column(x - radius - 1)];
       }
-      const double count =
-          static_cast<double>(rows) * (std::min(x + radius, width - 1) - std::max(x - radius, 0) + 1);
+      const auto places =
+          static_cast<std::uint64_t>(rows * (std::min(x + radius, width - 1) - std::max(x - radius, 0) + 1));
+      if ((row[x] + leastContrast) * places > sum) continue;
+      const auto count = static_cast<double>(places);
       const double mean = static_cast<double>(sum) / count;
-      if (row[x] + leastContrast > mean) continue;
       const double spread = std::sqrt(std::max(0.0, static_cast<double>(squares) / count - mean * mean));
       if (row[x] < mean * (1 + spreadShare * (spread / fullSpread - 1))) ink.set(x, y);
     }
