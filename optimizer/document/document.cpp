@@ -16,7 +16,6 @@
 #include "optimizer/base/limits.h"
 #include "optimizer/document/object_streams.h"
 #include "optimizer/document/page_tree.h"
-#include "optimizer/document/reachable.h"
 #include "optimizer/document/rebuild.h"
 
 namespace optimizer {
@@ -151,16 +150,9 @@ bool nestsTooDeep(QPDFObjectHandle fields, std::set<QPDFObjGen>& seen, int depth
 
 }  // namespace
 
-std::vector<QPDFObjectHandle> Document::reachable() {
-  if (reachable_.empty()) reachable_ = reachableObjects(*pdf_);
-  return reachable_;
-}
-
-const std::vector<QPDFObjectHandle>& Document::containers() {
-  if (containers_.empty()) {
-    for (QPDFObjectHandle& object : reachable()) addContainers(object, containers_);
-  }
-  return containers_;
+const Reach& Document::reach() {
+  if (!reach_) reach_ = reachOf(*pdf_);
+  return *reach_;
 }
 
 Status Document::read(std::FILE* stream, bool header) {

@@ -14,6 +14,7 @@
 
 #include "optimizer/base/bytes.h"
 #include "optimizer/base/result.h"
+#include "optimizer/document/reachable.h"
 
 namespace optimizer {
 
@@ -38,15 +39,11 @@ class Document {
   // Names that setInfoEntry was called with.
   const std::set<std::string>& changedInfo() const { return changedInfo_; }
 
-  // Every indirect object that the trailer leads to, in breadth-first order. Walked once, and again after
-  // forgetReachable(). May throw what qpdf throws, as containers() may.
-  std::vector<QPDFObjectHandle> reachable();
-  // Their dictionaries and arrays, streams' dictionaries included, with direct ones inside others.
-  const std::vector<QPDFObjectHandle>& containers();
-  void forgetReachable() {
-    reachable_.clear();
-    containers_.clear();
-  }
+  // What the trailer leads to (reachable.h). Walked once, and again after forgetReachable(). May throw what qpdf throws.
+  const Reach& reach();
+  std::vector<QPDFObjectHandle> reachable() { return reach().objects; }
+  const std::vector<QPDFObjectHandle>& containers() { return reach().containers; }
+  void forgetReachable() { reach_.reset(); }
 
   // Streams whose coding is final: a pass chose it among many, and none that follows would find a smaller one.
   void markFinal(QPDFObjGen stream) { final_.insert(stream); }
@@ -70,7 +67,7 @@ class Document {
   std::vector<QPDFObjectHandle> pages_;
   std::set<std::string> changedInfo_;
   std::set<QPDFObjGen> final_;
-  std::vector<QPDFObjectHandle> reachable_, containers_;  // empty where they are not known
+  std::optional<Reach> reach_;
 };
 
 // Runs work, which calls qpdf, and turns what it throws into an Error whose message begins with `what`.

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "optimizer/document/save.h"
 #include "optimizer/document/stream_data.h"
 #include "optimizer/document/text.h"
@@ -69,6 +71,28 @@ TEST(DocumentOpen, GivesPagesTheirInheritedAttributes) {
   QPDFObjectHandle first = document->pages().at(0);
   EXPECT_EQ(first.getKey("/Rotate").getIntValue(), 90);
   EXPECT_TRUE(first.getKey("/MediaBox").isArray());
+}
+
+TEST(DocumentReach, CountsReferencesFromObjectsAndNotFromTheTrailer) {
+  PdfBuilder builder;
+  builder.addPage("0 0 m");
+  const int leaf = builder.addObject("(leaf)"), stray = builder.addObject("(stray)");
+  const std::string ref = PdfBuilder::ref(leaf);
+  const int holder = builder.addStream("/A " + ref + " /B << /C [ " + ref + " [ ] ] >>", "data");
+  builder.addToTrailer("/Info << /Leaf " + ref + " >> /Held " + PdfBuilder::ref(holder));
+  const auto document = builder.open();
+  QPDF& pdf = document->pdf();
+  const Reach& reach = document->reach();
+  EXPECT_EQ(reach.referencesTo(pdf.getObject(leaf, 0)), 2);
+  EXPECT_EQ(reach.referencesTo(pdf.getObject(holder, 0)), 0);
+  EXPECT_EQ(reach.referencesTo(pdf.getObject(stray, 0)), 0);
+  const auto times = [&](const std::string& spelled) {
+    return std::count_if(reach.containers.begin(), reach.containers.end(),
+                         [&](QPDFObjectHandle container) { return container.unparseResolved() == spelled; });
+  };
+  EXPECT_EQ(times("[ " + ref + " [ ] ]"), 1);
+  EXPECT_EQ(times("<< /C [ " + ref + " [ ] ] >>"), 1);
+  EXPECT_EQ(times("<< /Leaf " + ref + " >>"), 0);
 }
 
 TEST(DocumentInfo, TurnsTextStringsIntoUtf8AndBack) {

@@ -1,7 +1,5 @@
 #include "optimizer/document/reachable.h"
 
-#include <unordered_set>
-
 #include "optimizer/base/limits.h"
 
 namespace optimizer {
@@ -16,44 +14,45 @@ namespace {
 
 class Walk {
  public:
-  std::vector<QPDFObjectHandle> from(QPDFObjectHandle trailer) {
-    look(trailer, 0);
-    for (std::size_t next = 0; next < found_.size(); ++next) {
-      const QPDFObjectHandle object = found_[next];
-      forEachChild(object, [this](QPDFObjectHandle& child) { look(child, 0); });
+  Reach from(QPDFObjectHandle trailer) {
+    look(trailer, 0, false);
+    for (std::size_t next = 0; next < reach_.objects.size(); ++next) {
+      QPDFObjectHandle object = reach_.objects[next];
+      if (object.isStream()) object = object.getDict();
+      if (isContainer(object)) lookInto(object, 0, true);
     }
-    return std::move(found_);
+    return std::move(reach_);
   }
 
  private:
-  void look(QPDFObjectHandle& value, int depth) {
+  static bool isContainer(QPDFObjectHandle& value) {
+    const qpdf_object_type_e type = value.getTypeCode();
+    return type == ot_dictionary || type == ot_array;
+  }
+
+  // inObject: the value stands in an object, and not in the trailer.
+  void look(QPDFObjectHandle& value, int depth, bool inObject) {
     if (value.isIndirect()) {
-      if (seen_.insert(keyOf(value)).second && !value.isNull()) found_.push_back(value);
-    } else if (depth < limits::kNesting && (value.isDictionary() || value.isArray())) {
-      forEachChild(value, [this, depth](QPDFObjectHandle& child) { look(child, depth + 1); });
+      const auto [count, fresh] = reach_.references.try_emplace(keyOf(value), 0);
+      if (inObject) ++count->second;
+      if (fresh && !value.isNull()) reach_.objects.push_back(value);
+    } else if (depth < limits::kNesting && isContainer(value)) {
+      lookInto(value, depth + 1, inObject);
     }
   }
 
-  std::vector<QPDFObjectHandle> found_;
-  std::unordered_set<std::uint64_t> seen_;
-};
+  void lookInto(const QPDFObjectHandle& container, int depth, bool inObject) {
+    if (inObject) reach_.containers.push_back(container);
+    forEachChild(container, [&](QPDFObjectHandle& child) { look(child, depth, inObject); });
+  }
 
-void addContainersIn(QPDFObjectHandle& value, int depth, std::vector<QPDFObjectHandle>& containers) {
-  if (!value.isDictionary() && !value.isArray()) return;
-  containers.push_back(value);
-  if (depth >= limits::kNesting) return;
-  forEachChild(value, [&](QPDFObjectHandle& child) {
-    if (!child.isIndirect()) addContainersIn(child, depth + 1, containers);
-  });
-}
+  Reach reach_;
+};
 
 }  // namespace
 
-void addContainers(QPDFObjectHandle object, std::vector<QPDFObjectHandle>& containers) {
-  if (object.isStream()) object = object.getDict();
-  addContainersIn(object, 0, containers);
-}
+Reach reachOf(QPDF& pdf) { return Walk().from(pdf.getTrailer()); }
 
-std::vector<QPDFObjectHandle> reachableObjects(QPDF& pdf) { return Walk().from(pdf.getTrailer()); }
+std::vector<QPDFObjectHandle> reachableObjects(QPDF& pdf) { return reachOf(pdf).objects; }
 
 }  // namespace optimizer

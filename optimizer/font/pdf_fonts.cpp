@@ -4,10 +4,8 @@
 #include <cstdint>
 #include <map>
 #include <set>
-#include <unordered_map>
 #include <utility>
 
-#include "optimizer/base/limits.h"
 #include "optimizer/document/document.h"
 #include "optimizer/document/reachable.h"
 #include "optimizer/document/stream_data.h"
@@ -34,20 +32,18 @@ ProgramKind kindOf(QPDFObjectHandle stream, const std::string& key) {
   return subtype == "/OpenType" ? ProgramKind::openType : ProgramKind::other;
 }
 
-// Walks every dictionary once, direct ones inside others too, and notes what refers to what.
+// Looks at every dictionary once, direct ones inside others too, and notes what refers to what.
 class Collector {
  public:
-  explicit Collector(Document& document) : objects_(document.reachable()) {}
+  explicit Collector(const Reach& reach) : reach_(reach) {}
 
   std::vector<FontProgram> collect() {
-    for (QPDFObjectHandle object : objects_) {
-      if (object.isStream()) visit(object.getDict(), 0, false);
-      visit(object, 0, true);
+    for (const QPDFObjectHandle& container : reach_.containers) {
+      if (isDictionary(container)) inspect(container, container.isIndirect());
     }
     for (auto& [key, entry] : descriptors_) attach(entry);
     for (FontProgram& program : programs_) {
-      const Key key = keyOf(program.stream);
-      if (references_[key] != static_cast<int>(program.descriptors.size())) program.usersKnown = false;
+      if (reach_.referencesTo(program.stream) != static_cast<int>(program.descriptors.size())) program.usersKnown = false;
     }
     return std::move(programs_);
   }
@@ -58,18 +54,6 @@ class Collector {
     std::vector<FontUser> users;
     bool usersKnown = true;
   };
-
-  void visit(QPDFObjectHandle object, int depth, bool indirect) {
-    if (depth > limits::kNesting || object.isStream()) return;
-    if (isDictionary(object)) inspect(object, indirect);
-    forEachChild(object, [&](QPDFObjectHandle& child) {
-      if (child.isIndirect()) {
-        ++references_[keyOf(child)];
-      } else {
-        visit(child, depth + 1, false);
-      }
-    });
-  }
 
   void inspect(QPDFObjectHandle dictionary, bool indirect) {
     const std::string subtype = nameAt(dictionary, "/Subtype");
@@ -126,7 +110,9 @@ class Collector {
   void attach(Descriptor& entry) {
     const Key key = keyOf(entry.dictionary);
     // Every reference to the descriptor must come from a font dictionary, and every descendant from a Type 0 font.
-    if (references_[key] != expected_[key] || reached_[key] != cidHolders_[key]) entry.usersKnown = false;
+    if (reach_.referencesTo(entry.dictionary) != expected_[key] || reached_[key] != cidHolders_[key]) {
+      entry.usersKnown = false;
+    }
     int files = 0;
     for (const char* fileKey : kFileKeys) files += entry.dictionary.getKey(fileKey).isStream() ? 1 : 0;
     for (const char* fileKey : kFileKeys) {
@@ -149,10 +135,9 @@ class Collector {
     }
   }
 
-  std::vector<QPDFObjectHandle> objects_;
+  const Reach& reach_;
   std::map<Key, Descriptor> descriptors_;
   std::map<Key, std::size_t> indexOf_;
-  std::unordered_map<Key, int> references_;
   std::map<Key, int> expected_;
   std::map<Key, std::set<Key>> cidHolders_, reached_;
   std::set<Key> direct_;
@@ -161,7 +146,7 @@ class Collector {
 
 }  // namespace
 
-std::vector<FontProgram> fontPrograms(Document& document) { return Collector(document).collect(); }
+std::vector<FontProgram> fontPrograms(Document& document) { return Collector(document.reach()).collect(); }
 
 bool hasWidthsByName(const FontUser& user) {
   QPDFObjectHandle holder = user.holder;

@@ -1,6 +1,5 @@
 // ToUnicode CMaps keep only the codes that the document shows, in a short common form (ISO 32000-1, 9.10.3). Extracted
 // text stays the same: every shown code still maps to the same characters.
-#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -34,19 +33,9 @@ ByteView viewOf(const std::string& text) { return {reinterpret_cast<const std::u
 // ToUnicode streams with the codes of all the fonts that have them.
 std::map<QPDFObjGen, Use> collect(Document& document, const DocumentUsage& usage) {
   std::map<QPDFObjGen, Use> uses;
-  std::map<QPDFObjGen, int> fonts, references;
-  for (QPDFObjectHandle object : document.reachable()) {
-    QPDFObjectHandle dictionary = object.isStream() ? object.getDict() : object;
-    const std::function<void(QPDFObjectHandle, int)> count = [&](QPDFObjectHandle value, int depth) {
-      forEachChild(value, [&](QPDFObjectHandle& child) {
-        if (child.isIndirect()) {
-          ++references[child.getObjGen()];
-        } else if (depth < 100) {
-          count(child, depth + 1);
-        }
-      });
-    };
-    count(dictionary, 0);
+  std::map<QPDFObjGen, int> fonts;
+  const Reach& reach = document.reach();
+  for (QPDFObjectHandle object : reach.objects) {
     if (!object.isDictionary()) continue;
     QPDFObjectHandle stream = object.getKey("/ToUnicode");
     if (!stream.isStream()) continue;
@@ -59,7 +48,7 @@ std::map<QPDFObjGen, Use> collect(Document& document, const DocumentUsage& usage
     use.codes.insert(shown->second.codes.begin(), shown->second.codes.end());
   }
   // One that something else refers to as well stays as it is.
-  for (auto& [id, use] : uses) use.known = use.known && references[id] == fonts[id];
+  for (auto& [id, use] : uses) use.known = use.known && reach.referencesTo(use.stream) == fonts[id];
   return uses;
 }
 

@@ -132,7 +132,7 @@ void LiftInlineImagesPass::collect(Document& document) {
   };
   std::set<QPDFObjGen> pages;
   for (const QPDFObjectHandle& page : document.pages()) pages.insert(page.getObjGen());
-  for (QPDFObjectHandle& object : reachableObjects(document.pdf())) {
+  for (QPDFObjectHandle& object : document.reachable()) {
     QPDFObjectHandle dictionary = object.isStream() ? object.getDict() : object;
     if (!dictionary.isDictionary()) continue;
     names(dictionary);

@@ -276,6 +276,7 @@ PassOutcome work(Document& document, const Settings& settings = {}) {
     EXPECT_TRUE(outcome.ok());
     if (outcome.ok()) last = *outcome;
     context.usage.reset();
+    document.forgetReachable();
   }
   EXPECT_TRUE(verifyInMemory(document).ok());
   return last;

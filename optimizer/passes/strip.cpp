@@ -4,9 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "optimizer/base/limits.h"
 #include "optimizer/document/document.h"
-#include "optimizer/document/reachable.h"
 #include "optimizer/passes/passes.h"
 #include "optimizer/pipeline/report.h"
 #include "optimizer/settings/settings.h"
@@ -87,7 +85,10 @@ class Stripper {
   // What goes wherever it stands, in one walk; comes last.
   void everywhereAtOnce() {
     if (visits_.empty()) return;
-    for (QPDFObjectHandle object : document_.reachable()) visitDictionaries(object, 0);
+    for (QPDFObjectHandle container : document_.containers()) {
+      if (!container.isDictionary()) continue;
+      for (const auto& visit : visits_) visit(container);
+    }
   }
 
   std::size_t removed() const { return removed_; }
@@ -104,19 +105,6 @@ class Stripper {
   }
 
   void everywhere(std::function<void(QPDFObjectHandle&)> visit) { visits_.push_back(std::move(visit)); }
-
-  void visitDictionaries(QPDFObjectHandle object, int depth) {
-    if (depth > limits::kNesting) return;
-    if (object.isStream()) object = object.getDict();
-    if (object.isDictionary()) {
-      for (const auto& visit : visits_) visit(object);
-    }
-    forEachChild(object, [&](QPDFObjectHandle& child) {
-      if (!child.isIndirect() && (child.isDictionary() || child.isArray())) {
-        visitDictionaries(child, depth + 1);
-      }
-    });
-  }
 
   Document& document_;
   QPDFObjectHandle root_;
