@@ -1,7 +1,9 @@
 #include "optimizer/image/resample.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstring>
 #include <numbers>
 #include <vector>
 
@@ -146,44 +148,69 @@ Pixels vertical(const Pixels& pixels, std::uint32_t height, const Taps& taps) {
   return out;
 }
 
-template <unsigned N>
-OPTIMIZER_LOOP inline void horizontalRow(const std::uint8_t* in, std::uint8_t* out, std::uint32_t width,
-                                         const Taps& taps) {
-  for (std::uint32_t x = 0; x < width; ++x) {
-    const std::int16_t* weights = taps.weights.data() + std::size_t{x} * taps.length;
-    const std::uint8_t* from = in + std::size_t{taps.first[x]} * N;
-    std::int32_t sums[N] = {};
-    for (std::uint32_t k = 0; k < taps.length; ++k) {
-      for (unsigned c = 0; c < N; ++c) sums[c] += weights[k] * from[k * N + c];
+// Rows that are reduced beside each other, one lane of a vector each.
+constexpr std::size_t lanes = 16;
+using Lanes = std::uint8_t __attribute__((vector_size(lanes)));
+
+// Turns rows of lanes into columns, and back: four times the first half is shuffled into the second.
+inline void transpose(std::array<Lanes, lanes>& square) {
+  for (int round = 0; round < 4; ++round) {
+    std::array<Lanes, lanes> next;
+    for (std::size_t i = 0; i < lanes / 2; ++i) {
+      const Lanes a = square[i], b = square[i + lanes / 2];
+      next[2 * i] = __builtin_shufflevector(a, b, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
+      next[2 * i + 1] = __builtin_shufflevector(a, b, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31);
     }
-    for (unsigned c = 0; c < N; ++c) out[x * N + c] = clampSample(sums[c]);
+    square = next;
+  }
+}
+
+// `count` rows from `top` on, sample by sample.
+void gather(const Pixels& pixels, std::size_t top, std::size_t count, std::vector<Lanes>& samples) {
+  const std::size_t stride = pixels.stride();
+  for (std::size_t at = 0; at < stride; at += lanes) {
+    std::array<Lanes, lanes> square{};
+    for (std::size_t i = 0; i < count; ++i)
+      std::memcpy(&square[i], pixels.row(static_cast<std::uint32_t>(top + i)) + at, std::min(lanes, stride - at));
+    transpose(square);
+    std::copy(square.begin(), square.end(), samples.begin() + static_cast<std::ptrdiff_t>(at));
+  }
+}
+
+void scatter(const std::vector<Lanes>& samples, std::size_t top, std::size_t count, Pixels& pixels) {
+  const std::size_t stride = pixels.stride();
+  for (std::size_t at = 0; at < stride; at += lanes) {
+    std::array<Lanes, lanes> square;
+    std::copy_n(samples.begin() + static_cast<std::ptrdiff_t>(at), lanes, square.begin());
+    transpose(square);
+    for (std::size_t i = 0; i < count; ++i)
+      std::memcpy(pixels.row(static_cast<std::uint32_t>(top + i)) + at, &square[i], std::min(lanes, stride - at));
   }
 }
 
 void horizontalRows(const Pixels& pixels, const Taps& taps, Pixels& out, std::size_t begin, std::size_t end) {
-  const unsigned channels = pixels.channels();
-  const std::uint32_t width = out.width();
-  for (auto y = static_cast<std::uint32_t>(begin); y < end; ++y) {
-    const std::uint8_t* in = pixels.row(y);
-    std::uint8_t* to = out.row(y);
-    if (channels == 1) {
-      vectorised([&]() OPTIMIZER_LOOP { horizontalRow<1>(in, to, width, taps); });
-    } else if (channels == 3) {
-      vectorised([&]() OPTIMIZER_LOOP { horizontalRow<3>(in, to, width, taps); });
-    } else if (channels == 4) {
-      vectorised([&]() OPTIMIZER_LOOP { horizontalRow<4>(in, to, width, taps); });
-    } else {
-      for (std::uint32_t x = 0; x < width; ++x) {
-        for (unsigned c = 0; c < channels; ++c) {
-          std::int32_t sum = 0;
-          for (std::uint32_t k = 0; k < taps.length; ++k) {
-            sum += taps.weights[std::size_t{x} * taps.length + k] *
-                   in[std::size_t{taps.first[x] + k} * channels + c];
+  const std::size_t channels = pixels.channels(), width = out.width();
+  std::vector<Lanes> from(pixels.stride() + lanes), to(out.stride() + lanes);
+  for (std::size_t top = begin; top < end; top += lanes) {
+    const std::size_t count = std::min(lanes, end - top);
+    gather(pixels, top, count, from);
+    vectorised([&]() OPTIMIZER_LOOP {
+      for (std::size_t x = 0; x < width; ++x) {
+        const std::int16_t* weights = taps.weights.data() + x * taps.length;
+        for (std::size_t c = 0; c < channels; ++c) {
+          std::array<std::int32_t, lanes> sums{};
+          const Lanes* at = from.data() + taps.first[x] * channels + c;
+          for (std::uint32_t k = 0; k < taps.length; ++k, at += channels) {
+            const std::int32_t weight = weights[k];
+            for (std::size_t lane = 0; lane < lanes; ++lane) sums[lane] += weight * (*at)[lane];
           }
-          to[std::size_t{x} * channels + c] = clampSample(sum);
+          std::array<std::uint8_t, lanes> means;
+          for (std::size_t lane = 0; lane < lanes; ++lane) means[lane] = clampSample(sums[lane]);
+          std::memcpy(&to[x * channels + c], means.data(), lanes);
         }
       }
-    }
+    });
+    scatter(to, top, count, out);
   }
 }
 
@@ -200,6 +227,35 @@ Pixels apply(const Pixels& pixels, std::uint32_t width, std::uint32_t height,
   if (height == pixels.height()) return horizontal(pixels, width, make(pixels.width(), width));
   const Pixels shorter = vertical(pixels, height, make(pixels.height(), height));
   return width == pixels.width() ? shorter : horizontal(shorter, width, make(pixels.width(), width));
+}
+
+// A row of blocks of whole pixels: they begin at `columns`, and are `narrow` pixels wide or one more.
+struct Blocks {
+  const std::vector<std::uint32_t>& columns;
+  std::uint32_t tall, narrow;
+};
+
+// Their means, from the sums of their columns. N: the channels, or 0 for any number.
+template <unsigned N>
+void blockRow(const std::uint32_t* sums, const Blocks& blocks, unsigned anyChannels, std::uint8_t* out) {
+  const unsigned channels = N != 0 ? N : anyChannels;
+  // Dividing takes longer than the sums: reciprocals do the same for blocks of up to a million pixels.
+  constexpr int precision = 48;
+  std::array<std::uint64_t, 2> reciprocals;
+  for (std::uint32_t i = 0; i < 2; ++i) {
+    const std::uint64_t area = std::uint64_t{blocks.narrow + i} * blocks.tall;
+    reciprocals[i] = ((std::uint64_t{1} << precision) + area - 1) / area;
+  }
+  for (std::size_t x = 0; x + 1 < blocks.columns.size(); ++x) {
+    const std::uint32_t wide = blocks.columns[x + 1] - blocks.columns[x];
+    const std::uint32_t* first = sums + std::size_t{blocks.columns[x]} * channels;
+    const std::uint32_t* last = first + std::size_t{wide} * channels;
+    for (unsigned c = 0; c < channels; ++c) {
+      std::uint64_t sum = 0;
+      for (const std::uint32_t* at = first + c; at < last; at += channels) sum += *at;
+      *out++ = static_cast<std::uint8_t>(sum * reciprocals[wide - blocks.narrow] >> precision);
+    }
+  }
 }
 
 // Above this many times the target, averaging whole blocks first loses nothing that Lanczos would keep.
@@ -237,16 +293,13 @@ Pixels blockAverage(const Pixels& pixels, std::uint32_t width, std::uint32_t hei
           for (std::size_t i = 0; i < n; ++i) sum[i] += in[i];
         });
       }
-      std::uint8_t* to = out.row(y);
-      for (std::uint32_t x = 0; x < width; ++x) {
-        const std::uint32_t area = (columns[x + 1] - columns[x]) * (rows[y + 1] - rows[y]);
-        const std::uint32_t* first = sums.data() + std::size_t{columns[x]} * channels;
-        const std::uint32_t* last = sums.data() + std::size_t{columns[x + 1]} * channels;
-        for (unsigned c = 0; c < channels; ++c) {
-          std::uint32_t sum = 0;
-          for (const std::uint32_t* at = first + c; at < last; at += channels) sum += *at;
-          *to++ = static_cast<std::uint8_t>(sum / area);
-        }
+      const Blocks blocks{columns, rows[y + 1] - rows[y], pixels.width() / width};
+      if (channels == 1) {
+        blockRow<1>(sums.data(), blocks, channels, out.row(y));
+      } else if (channels == 3) {
+        blockRow<3>(sums.data(), blocks, channels, out.row(y));
+      } else {
+        blockRow<0>(sums.data(), blocks, channels, out.row(y));
       }
     }
   });

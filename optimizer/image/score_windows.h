@@ -35,17 +35,24 @@ inline void addRow(WindowSums& sums, const std::uint8_t* a, const std::uint8_t* 
 }
 
 // The sums over w columns that begin at every `windowStep`-th one.
-inline void slide(const std::vector<std::int32_t>& columns, std::uint32_t w,
-                  std::vector<std::int32_t>& windows) {
-  std::int32_t sum = 0;
-  const auto width = static_cast<std::uint32_t>(columns.size());
-  for (std::uint32_t x = 0; x < w; ++x) sum += columns[x];
-  windows[0] = sum;
-  std::size_t place = 0;
-  for (std::uint32_t x = w; x + windowStep <= width; x += windowStep) {
-    for (std::uint32_t k = 0; k < windowStep; ++k) sum += columns[x + k] - columns[x + k - w];
-    windows[++place] = sum;
-  }
+inline void slide(const std::vector<std::int32_t>& columns, std::uint32_t w, std::vector<std::int32_t>& windows) {
+  static_assert(windowStep == 2);
+  vectorised([&]() OPTIMIZER_LOOP {
+    const std::size_t n = windows.size();
+    const std::int32_t* from = columns.data();
+    std::int32_t* to = windows.data();
+    const std::uint32_t wide = w;
+    if (wide == 7) {
+      for (std::size_t i = 0; i < n; ++i, from += 2)
+        to[i] = from[0] + from[1] + from[2] + from[3] + from[4] + from[5] + from[6];
+    } else {
+      for (std::size_t i = 0; i < n; ++i, from += 2) {
+        std::int32_t sum = 0;
+        for (std::uint32_t x = 0; x < wide; ++x) sum += from[x];
+        to[i] = sum;
+      }
+    }
+  });
 }
 
 }  // namespace optimizer
