@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "optimizer/base/pool.h"
 #include "optimizer/image/lcms_handles.h"
 #include "optimizer/image/press.h"
 #include "optimizer/image/profile.h"
@@ -28,6 +29,7 @@ class Converter : public ColorConverter {
 
  private:
   bool openTransform(const Bytes& source, ColorKind sourceKind, const Bytes& target, ColorKind targetKind);
+  void convertRows(const Pixels& pixels, std::size_t begin, std::size_t end, Pixels& result) const;
   void convertLab(const std::uint8_t* in, std::size_t count, std::uint8_t* out) const;
 
   ContextPtr context_;
@@ -92,9 +94,16 @@ void Converter::convertLab(const std::uint8_t* in, std::size_t count, std::uint8
 
 Pixels Converter::convert(const Pixels& pixels) const {
   Pixels result(pixels.width(), pixels.height(), channelsOf(target_), target_);
+  constexpr std::size_t enough = 64 << 10;  // pixels that are worth a thread's while
+  inParts(0, pixels.height(), std::max<std::size_t>(1, enough / pixels.width()),
+          [&](std::size_t begin, std::size_t end) { convertRows(pixels, begin, end, result); });
+  return result;
+}
+
+void Converter::convertRows(const Pixels& pixels, std::size_t begin, std::size_t end, Pixels& result) const {
   const std::size_t width = pixels.width();
   Bytes first(width * 3), second(width * 4);
-  for (std::uint32_t y = 0; y < pixels.height(); ++y) {
+  for (auto y = static_cast<std::uint32_t>(begin); y < end; ++y) {
     const std::uint8_t* in = pixels.row(y);
     if (fromPress_) {
       pressToRgb(in, width, first.data());
@@ -110,7 +119,6 @@ Pixels Converter::convert(const Pixels& pixels) const {
     }
     if (toPress_) rgbToPress(out, width, result.row(y));
   }
-  return result;
 }
 
 }  // namespace
