@@ -29,6 +29,18 @@ std::vector<Tap> tapsOf(std::uint32_t from, double begin, double end, std::uint3
   return taps;
 }
 
+template <unsigned N>
+void mixAcross(const std::uint16_t* row, const std::vector<Tap>& columns, std::uint8_t* to) {
+  for (const Tap& tap : columns) {
+    const std::uint16_t *first = row + std::size_t{tap.first} * N,
+                        *second = row + std::size_t{tap.second} * N;
+    const std::uint32_t share = tap.share;
+    for (unsigned c = 0; c < N; ++c)
+      to[c] = static_cast<std::uint8_t>((first[c] * (256 - share) + second[c] * share + 32768) >> 16);
+    to += N;
+  }
+}
+
 // 0 to 255 mixed with the weight c of 255.
 inline std::uint8_t mixed(unsigned below, unsigned above, unsigned c) {
   const unsigned sum = below * (255 - c) + above * c + 128;
@@ -56,13 +68,10 @@ Pixels enlargedPart(const Pixels& picture, const PagePart& part, std::uint32_t w
       for (std::size_t i = 0; i < mix.size(); ++i)
         to[i] = static_cast<std::uint16_t>(above[i] * (256 - share) + below[i] * share);
     });
-    std::uint8_t* to = out.row(y);
-    for (std::uint32_t x = 0; x < width; ++x) {
-      const std::uint16_t *first = mix.data() + std::size_t{columns[x].first} * n,
-                          *second = mix.data() + std::size_t{columns[x].second} * n;
-      const std::uint32_t share = columns[x].share;
-      for (unsigned c = 0; c < n; ++c)
-        *to++ = static_cast<std::uint8_t>((first[c] * (256 - share) + second[c] * share + 32768) >> 16);
+    if (n == 3) {
+      mixAcross<3>(mix.data(), columns, out.row(y));
+    } else {
+      mixAcross<1>(mix.data(), columns, out.row(y));
     }
   }
   return out;

@@ -15,7 +15,8 @@ struct PagePart {
   double left = 0, top = 0, right = 1, bottom = 1;
 };
 
-// That part of the picture at the given size: bilinear, pixel centres aligned as renderers align them.
+// That part of the picture, grey or RGB, at the given size: bilinear, pixel centres aligned as renderers
+// align them.
 Pixels enlargedPart(const Pixels& picture, const PagePart& part, std::uint32_t width, std::uint32_t height);
 
 // Share of black in the area of each pixel of a width x height picture, 255 for all; sizes at most the

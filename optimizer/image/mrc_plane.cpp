@@ -58,19 +58,27 @@ float valueAt(const Plane& plane, const Tap& column, const Tap& row) {
 WeightedPlane halved(const WeightedPlane& fine) {
   const std::uint32_t w = fine.values.width, h = fine.values.height;
   WeightedPlane coarse{Plane((w + 1) / 2, (h + 1) / 2), Plane((w + 1) / 2, (h + 1) / 2)};
-  float *value = coarse.values.values.data(), *weight = coarse.weights.values.data();
-  for (std::uint32_t y = 0; y < h; y += 2)
-    for (std::uint32_t x = 0; x < w; x += 2, ++value, ++weight) {
-      float sum = 0, weights = 0;
-      for (std::uint32_t row = y; row < std::min(y + 2, h); ++row)
-        for (std::size_t i = std::size_t{row} * w + x; i < std::size_t{row} * w + std::min(x + 2, w); ++i) {
-          sum += fine.values.values[i] * fine.weights.values[i];
-          weights += fine.weights.values[i];
-        }
-      if (weights <= 0) continue;
-      *value = sum / weights;
-      *weight = std::min(weights, 1.0f);
-    }
+  const float *values = fine.values.values.data(), *weights = fine.weights.values.data();
+  for (std::uint32_t y = 0; y < h; y += 2) {
+    // Of an odd last row or column there is no second, and it counts for nothing.
+    const std::size_t below = y + 1 < h ? w : 0;
+    const float hasBelow = below > 0 ? 1.0f : 0.0f;
+    const auto mean = [&](std::size_t i, std::size_t right, float hasRight, float& value, float& weight) {
+      const float first = weights[i], second = weights[i + right] * hasRight,
+                  third = weights[i + below] * hasBelow,
+                  fourth = weights[i + below + right] * hasBelow * hasRight;
+      const float sum = values[i] * first + values[i + right] * second + values[i + below] * third +
+                        values[i + below + right] * fourth;
+      const float known = first + second + third + fourth;
+      value = known > 0 ? sum / known : 0;
+      weight = std::min(known, 1.0f);
+    };
+    float *toValues = coarse.values.values.data() + std::size_t{y / 2} * coarse.values.width,
+          *toWeights = coarse.weights.values.data() + std::size_t{y / 2} * coarse.values.width;
+    const std::size_t row = std::size_t{y} * w;
+    for (std::size_t x = 0; x < w / 2; ++x) mean(row + 2 * x, 1, 1, toValues[x], toWeights[x]);
+    if (w % 2 != 0) mean(row + w - 1, 0, 0, toValues[w / 2], toWeights[w / 2]);
+  }
   return coarse;
 }
 
@@ -91,26 +99,44 @@ void fillFrom(const Plane& coarse, WeightedPlane& target) {
 WeightedPlane meanOfInk(const Pixels& pixels, unsigned channel, const Bitonal& ink, std::uint32_t width,
                         std::uint32_t height) {
   WeightedPlane mean{Plane(width, height), Plane(width, height)};
-  const auto columns = targets(pixels.width(), width), rows = targets(pixels.height(), height);
+  const std::uint32_t w = pixels.width();
+  const unsigned n = pixels.channels();
+  const auto columns = targets(w, width), rows = targets(pixels.height(), height);
+  std::vector<std::uint64_t> sums(width);
+  std::vector<std::uint32_t> counts(width);
   for (std::uint32_t y = 0; y < pixels.height(); ++y) {
     const std::uint8_t* bits = ink.row(static_cast<int>(y));
-    const std::uint8_t* samples = pixels.row(y);
-    const std::size_t base = std::size_t{rows[y]} * width;
-    for (std::uint32_t x = 0; x < pixels.width(); ++x) {
-      if (bits[x >> 3] == 0) {
-        x |= 7;
+    const std::uint8_t* samples = pixels.row(y) + channel;
+    for (std::uint32_t x = 0; x < w; x += 8) {
+      const unsigned byte = bits[x >> 3];
+      if (byte == 0) continue;
+      const std::uint32_t end = std::min(x + 8, w);
+      if (columns[x] == columns[end - 1]) {
+        std::uint32_t sum = 0, count = 0;
+        for (std::uint32_t at = x; at < end; ++at) {
+          const std::uint32_t set = byte >> (7 - (at & 7)) & 1;
+          sum += set * samples[std::size_t{at} * n];
+          count += set;
+        }
+        sums[columns[x]] += sum;
+        counts[columns[x]] += count;
         continue;
       }
-      if (!(bits[x >> 3] >> (7 - (x & 7)) & 1)) continue;
-      mean.values.values[base + columns[x]] += samples[std::size_t{x} * pixels.channels() + channel];
-      mean.weights.values[base + columns[x]] += 1;
+      for (std::uint32_t at = x; at < end; ++at) {
+        const std::uint32_t set = byte >> (7 - (at & 7)) & 1;
+        sums[columns[at]] += set * samples[std::size_t{at} * n];
+        counts[columns[at]] += set;
+      }
     }
-  }
-  for (std::size_t i = 0; i < mean.values.values.size(); ++i) {
-    float& weight = mean.weights.values[i];
-    if (weight <= 0) continue;
-    mean.values.values[i] /= weight;
-    weight = 1;
+    if (y + 1 < pixels.height() && rows[y + 1] == rows[y]) continue;
+    const std::size_t base = std::size_t{rows[y]} * width;
+    for (std::uint32_t x = 0; x < width; ++x) {
+      if (counts[x] == 0) continue;
+      mean.values.values[base + x] = static_cast<float>(sums[x]) / static_cast<float>(counts[x]);
+      mean.weights.values[base + x] = 1;
+    }
+    std::fill(sums.begin(), sums.end(), 0);
+    std::fill(counts.begin(), counts.end(), 0);
   }
   return mean;
 }
