@@ -46,6 +46,7 @@ constexpr LookFloor layeredFloor = {0.965, 0.945, 0.72, 4.0, 0.96, 0};
 constexpr double leastAlike = 0.8;
 // What the layers should leave above the floor before any of them is coded: where it is little, coding them
 // takes more bytes than finer layers would. Where none leave so much, a tenth of it must do.
+constexpr double leastReserve = 0.1;
 LookFloor withReserve(LookFloor floor, double share) {
   floor.structure += 0.006 * share;
   floor.busy += 0.006 * share;
@@ -73,6 +74,7 @@ struct Judgement {
   std::optional<Look> look;
   std::optional<double> shown;
   std::optional<double> strokes;  // times as many are lost as may be
+  std::size_t lost = 0;           // cells with lost strokes, once that is known
 
   // Up to what has been judged.
   Loss against(const LookFloor& floor) const {
@@ -102,6 +104,7 @@ class Layering {
   struct Step {
     Size size;
     Judgement uncoded;
+    Pixels paper;  // once it has been made, while it is wanted
     bool done = false;
   };
   Size sizeAt(double dpi) const {
@@ -122,7 +125,10 @@ class Layering {
   // before: cells that had lost strokes before the paper was coded. As far as is needed to refuse it.
   Judgement judge(const Pixels& paper, const LookFloor& floor, std::size_t before) const;
   void setInk(const Pixels& colors);
-  bool codePaperAt(Step& step, const Pixels& colors, const Pixels& ink, double reserve);
+  LookFloor floorWith(double reserve) const;
+  bool carries(Step& step, const Pixels& ink, const LookFloor& floor);
+  bool inkIsAtFault(Step& finest, const Pixels& ink);
+  bool codePaperAt(Step& step);
   std::size_t bytesLeft() const;
 
   const Pixels& page_;
@@ -136,6 +142,8 @@ class Layering {
   std::optional<LookReference> view_, shownView_, viewOfRead_;
   std::optional<StrokeReference> strokes_;
   Bitonal ink_;
+  Pixels colors_;        // of the ink, before they are coded
+  Pixels reducedPage_;   // to the size at which strokes are sought
   CellGrid inPictures_;  // cells of the page at reading size that are part of pictures
   std::vector<PixelRegion> regions_;
   double pictureShare_ = 0;  // of the page, that these take
@@ -220,8 +228,10 @@ Pixels Layering::paperAt(Size size, const Pixels& colors) const {
         for (std::uint32_t x = left; x + rim < right; ++x) hidden.row(y)[x] = 255;
     }
   }
-  return paperUnder(areaAverage(page_, size.width, size.height), coverageIn(ink_, size.width, size.height),
-                    colors, {}, hidden.empty() ? nullptr : &hidden);
+  const bool reduced = reducedPage_.width() == size.width && reducedPage_.height() == size.height;
+  return paperUnder(reduced ? reducedPage_ : areaAverage(page_, size.width, size.height),
+                    coverageIn(ink_, size.width, size.height), colors, {},
+                    hidden.empty() ? nullptr : &hidden);
 }
 
 Pixels Layering::pictureIn(const PixelRegion& region, const Pixels& colors) const {
@@ -238,11 +248,12 @@ CellGrid Layering::lostOn(const Pixels& shownPage) const { return strokes_->comp
 void Layering::keepStrokes() {
   const Size size = sizeAt(std::max<double>(settings_.mrcLayerDpi, viewingDpi)), reading = sizeAt(readingDpi);
   const auto composed = [&]() {
-    const Pixels colors = inkColors();
+    colors_ = inkColors();
     reader_.emplace(ink_, reading.width, reading.height);
-    reader_->setInk(colors);
-    return asShown(reader_->compose(paperAt(size, colors)));
+    reader_->setInk(colors_);
+    return asShown(reader_->compose(paperAt(size, colors_)));
   };
+  reducedPage_ = areaAverage(page_, size.width, size.height);
   Pixels page = composed();
   const auto lostNow = [&]() {
     CellGrid lost = lostOn(page);
@@ -268,6 +279,7 @@ bool Layering::codeMaskOfInk() {
   if (mask.width() != static_cast<std::uint32_t>(ink_.width)) {
     // What is judged is what is coded.
     ink_ = bitonalOf(resizeBitonal(mask, page_.width(), page_.height()));
+    colors_ = inkColors();
     const Size reading = sizeAt(readingDpi);
     reader_.emplace(ink_, reading.width, reading.height);
   }
@@ -323,22 +335,45 @@ Judgement Layering::judge(const Pixels& paper, const LookFloor& floor, std::size
   const CellGrid lost = lostOn(coarse ? asShown(reader_->compose(paper)) : viewed);
   const std::size_t most =
       before + static_cast<std::size_t>(mostLost * static_cast<double>(lost.cells.size()));
-  found.strokes = static_cast<double>(1 + lost.count()) / static_cast<double>(1 + most);
+  found.lost = lost.count();
+  found.strokes = static_cast<double>(1 + found.lost) / static_cast<double>(1 + most);
   return found;
 }
 
-bool Layering::codePaperAt(Step& step, const Pixels& colors, const Pixels& ink, double reserve) {
+LookFloor Layering::floorWith(double reserve) const {
   // Pictures count as they are; the rest must not lose more for it.
   LookFloor floor = layeredFloor;
   floor.structure += (1 - floor.structure) * pictureShare_;
   floor.shown += (1 - floor.shown) * pictureShare_;
-  const LookFloor uncoded = withReserve(floor, reserve);
-  if (!step.uncoded.against(uncoded).passes()) return false;
-  const Pixels paper = paperAt(step.size, ink);
-  step.uncoded = judge(paper, uncoded, 0);
-  if (!step.uncoded.against(uncoded).passes()) return false;
-  const std::size_t lost = lostOn(asShown(reader_->compose(paper))).count();
-  const auto loss = [&](const Pixels& shown) { return judge(shown, floor, lost).against(floor); };
+  return withReserve(floor, reserve);
+}
+
+// Whether paper of that resolution passes before it is coded.
+bool Layering::carries(Step& step, const Pixels& ink, const LookFloor& floor) {
+  if (!step.uncoded.against(floor).passes()) return false;
+  if (step.paper.empty()) step.paper = paperAt(step.size, ink);
+  if (!step.uncoded.strokes) step.uncoded = judge(step.paper, floor, 0);
+  const bool passes = step.uncoded.against(floor).passes();
+  if (!passes) step.paper = {};
+  return passes;
+}
+
+// What the finest paper does not make up for, none does: resolutions between do a little better at most.
+bool Layering::inkIsAtFault(Step& finest, const Pixels& ink) {
+  constexpr double aLittle = 1.03;
+  const LookFloor least = floorWith(leastReserve);
+  carries(finest, ink, floorWith(1));
+  const Loss loss = finest.uncoded.against(least);
+  return std::max(loss.structure, loss.chroma) > aLittle;
+}
+
+bool Layering::codePaperAt(Step& step) {
+  const Pixels paper = std::move(step.paper);
+  step.paper = {};
+  const LookFloor floor = floorWith(0);
+  const auto loss = [&](const Pixels& shown) {
+    return judge(shown, floor, step.uncoded.lost).against(floor);
+  };
   CodedPaper coded = codePaper(paper, settings_, bytesLeft(), loss);
   if (!coded.layer) {
     step.done = true;
@@ -348,7 +383,7 @@ bool Layering::codePaperAt(Step& step, const Pixels& colors, const Pixels& ink, 
   layers_.background = std::move(coded.layer->image);
   // The same with cheaper ink.
   const EncodedImage before = layers_.foreground;
-  if (!codeInk(colors, page_.channels() == 1 ? greyInkQualities[0] : colorInkQualities[0])) return false;
+  if (!codeInk(colors_, page_.channels() == 1 ? greyInkQualities[0] : colorInkQualities[0])) return false;
   const Result<Pixels> cheapInk = decodeJpeg(layers_.foreground.data);
   if (cheapInk && layers_.foreground.cost() < before.cost()) {
     setInk(*cheapInk);
@@ -377,9 +412,8 @@ std::optional<LayeredImage> Layering::run() {
   pictureShare_ = static_cast<double>(area) / static_cast<double>(page_.pixelCount());
   if (pictureShare_ > mostPicture) return std::nullopt;
   if (!codeMaskOfInk()) return std::nullopt;
-  const Pixels colors = inkColors();
-  if (!codePictures(colors)) return std::nullopt;
-  if (!codeInk(colors, page_.channels() == 1 ? greyInkQualities[1] : colorInkQualities[1]))
+  if (!codePictures(colors_)) return std::nullopt;
+  if (!codeInk(colors_, page_.channels() == 1 ? greyInkQualities[1] : colorInkQualities[1]))
     return std::nullopt;
   const double first =
       wantsFinerPaper_ ? std::max<double>(pictureDpi, settings_.mrcLayerDpi) : settings_.mrcLayerDpi;
@@ -387,16 +421,23 @@ std::optional<LayeredImage> Layering::run() {
   steps[0].size = sizeAt(first);
   for (const double dpi : paperSteps) {
     const Size size = sizeAt(dpi);
-    if (dpi > first && size != steps.back().size) steps.push_back({size, {}});
+    if (dpi > first && size != steps.back().size) steps.emplace_back().size = size;
   }
   const Result<Pixels> ink = decodeJpeg(layers_.foreground.data);
   if (!ink || bytesLeft() == 0) return std::nullopt;
   setInk(*ink);
   // What has been coded in vain is not coded again, and three times are enough.
-  for (const double reserve : {1.0, 0.1})
+  const Size view = sizeAt(viewingDpi);
+  bool finestKnown = false;
+  for (const double reserve : {1.0, leastReserve})
     for (Step& step : steps) {
       if (step.done || codedInVain_ >= mostInVain) continue;
-      if (codePaperAt(step, colors, *ink, reserve)) return std::move(layers_);
+      if (carries(step, *ink, floorWith(reserve))) {
+        if (codePaperAt(step)) return std::move(layers_);
+      } else if (!finestKnown && step.size.width >= view.width && step.size.height >= view.height) {
+        finestKnown = true;
+        if (inkIsAtFault(steps.back(), *ink)) return std::nullopt;
+      }
     }
   return std::nullopt;
 }
