@@ -1,6 +1,5 @@
 #include "optimizer/codec/bitonal_codec.h"
 
-#include "optimizer/base/pool.h"
 #include "optimizer/codec/ccitt.h"
 #include "optimizer/codec/jbig2_encoder.h"
 
@@ -33,12 +32,15 @@ EncodedImage encodeBitonal(const Pixels& pixels) {
   image.bitsPerComponent = 1;
   image.kind = ColorKind::grey;
   Bitonal picture = bitonalOf(pixels);
-  Bytes fax;
-  inParallel([&] { image.data = encodeJbig2(picture); }, [&] { fax = encodeCcittG4(picture); });
+  image.data = encodeJbig2(picture);
   image.filter = "JBIG2Decode";
+  // Its header and its learning are what group 4 may undercut.
+  constexpr std::size_t smallEnough = 4 << 10;
+  if (image.data.size() > smallEnough) return image;
+  const Bytes fax = encodeCcittG4(picture);
   std::string parms = "<</K -1/Columns " + std::to_string(pixels.width()) + ">>";
   if (fax.size() + parms.size() < image.data.size()) {
-    image.data = std::move(fax);
+    image.data = fax;
     image.filter = "CCITTFaxDecode";
     image.decodeParms = std::move(parms);
   }

@@ -49,9 +49,9 @@ constexpr std::int64_t smallPicture = 1 << 18;
 
 // Rows that stand for a large picture while its parameters are chosen: bands of it, those with most black.
 Bitonal sampleOf(BitonalView picture) {
-  constexpr int bandRows = 64;
-  constexpr std::int64_t samplePixels = 200000;
-  const int wanted = static_cast<int>(std::max<std::int64_t>(bandRows, samplePixels / picture.width));
+  constexpr int bandRows = 32;
+  constexpr std::int64_t samplePixels = 120000;
+  const int wanted = static_cast<int>(std::max<std::int64_t>(2 * bandRows, samplePixels / picture.width));
   if (picture.height <= wanted) {
     Bitonal all(picture.width, picture.height);
     for (int y = 0; y < picture.height; ++y) std::copy_n(picture.row(y), all.stride, all.row(y));
@@ -80,9 +80,13 @@ Bitonal sampleOf(BitonalView picture) {
 constexpr AdaptivePixel places[] = {{4, -1}, {5, -1}, {6, -1},  {-5, 0}, {-8, 0}, {-1, -3},
                                     {1, -3}, {2, -3}, {-1, -4}, {1, -4}, {0, -8}};
 
+// Blank and nearly blank pictures have nothing left to gain.
+constexpr std::size_t worthPlacing = 300;
+
 // Gives each adaptive pixel in turn the place that codes the sample in the fewest bytes.
 void placeAdaptivePixels(GenericParams& params, const Padded& sample) {
   std::size_t least = codeGeneric(sample, params).size();
+  if (least <= worthPlacing) return;
   for (int i = 0; i < adaptivePixelCount(params.template_); ++i) {
     const GenericParams before = params;
     for (AdaptivePixel place : places) {
@@ -98,21 +102,30 @@ void placeAdaptivePixels(GenericParams& params, const Padded& sample) {
   }
 }
 
-Coded chooseGeneric(BitonalView view, const Padded& picture, Jbig2Effort effort) {
-  GenericParams params = nominalParams(0, false);
-  Coded best{params, codeGeneric(picture, params)};
-  if (effort == Jbig2Effort::fast) return best;
+Coded chooseForSmall(BitonalView view, const Padded& picture) {
+  Coded best{nominalParams(0, false), codeGeneric(picture, nominalParams(0, false))};
   if (manyRowsRepeat(picture)) keepSmaller(best, picture, nominalParams(0, true));
-  if (std::int64_t{picture.width()} * picture.height() <= smallPicture)
-    for (int t = 1; t < 4; ++t) keepSmaller(best, picture, nominalParams(t, best.params.typicalPrediction));
-  // Blank and nearly blank pictures have nothing left to gain.
-  constexpr std::size_t worthPlacing = 300;
-  if (best.data.size() > worthPlacing) {
-    params = best.params;
-    placeAdaptivePixels(params, Padded(sampleOf(view)));
-    if (params.at != best.params.at) keepSmaller(best, picture, params);
-  }
+  for (int t = 1; t < 4; ++t) keepSmaller(best, picture, nominalParams(t, best.params.typicalPrediction));
+  GenericParams params = best.params;
+  placeAdaptivePixels(params, Padded(sampleOf(view)));
+  if (params.at != best.params.at) keepSmaller(best, picture, params);
   return best;
+}
+
+// The whole of a large picture is coded once: its sample decides before.
+Coded chooseForLarge(BitonalView view, const Padded& picture) {
+  GenericParams params = nominalParams(0, false);
+  placeAdaptivePixels(params, Padded(sampleOf(view)));
+  Coded best{params, codeGeneric(picture, params)};
+  params.typicalPrediction = true;
+  if (manyRowsRepeat(picture)) keepSmaller(best, picture, params);
+  return best;
+}
+
+Coded chooseGeneric(BitonalView view, const Padded& picture, Jbig2Effort effort) {
+  if (effort == Jbig2Effort::fast) return {nominalParams(0, false), codeGeneric(picture, nominalParams(0, false))};
+  const bool small = std::int64_t{picture.width()} * picture.height() <= smallPicture;
+  return small ? chooseForSmall(view, picture) : chooseForLarge(view, picture);
 }
 
 }  // namespace
