@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <map>
 
 #include "optimizer/base/limits.h"
 
@@ -14,50 +15,95 @@ bool isRegular(char c) {
 }
 
 // Keeps tokens apart that would otherwise be read as one. A solidus at the end is a name without characters.
+void keepApart(std::string& out) {
+  if (!out.empty() && (isRegular(out.back()) || out.back() == '/')) out += ' ';
+}
+
 void appendToken(std::string& out, const std::string& token) {
-  const bool open = !out.empty() && (isRegular(out.back()) || out.back() == '/');
-  if (open && !token.empty() && isRegular(token.front())) out += ' ';
+  if (!token.empty() && isRegular(token.front())) keepApart(out);
   out += token;
 }
 
-void append(std::string& out, QPDFObjectHandle value, const NumberOf& numberOf, int depth);
+void appendReference(CompactText& out, std::uint32_t object) {
+  keepApart(out.text);
+  out.references.push_back({out.text.size(), object});
+  out.text += " 0 R";
+}
 
-void appendEntries(std::string& out, QPDFObjectHandle dictionary, const NumberOf& numberOf, int depth,
-                   bool ofStream) {
-  for (const auto& [key, constant] : dictionary.getDictAsMap()) {
-    QPDFObjectHandle value = constant;
-    if (ofStream && key == "/Length") continue;
-    if (value.isIndirect() ? numberOf(value) == 0 : value.isNull()) continue;
-    out += QPDFObjectHandle::newName(key).unparse();
-    append(out, value, numberOf, depth + 1);
+void appendValue(CompactText& out, QPDFObjectHandle& value, const ObjectIndex& indexOf, int depth);
+
+void appendKeyAndValue(CompactText& out, const std::string& key, QPDFObjectHandle& value, const ObjectIndex& indexOf,
+                       int depth) {
+  if (value.isIndirect()) {
+    const std::optional<std::uint32_t> object = indexOf(value);
+    if (!object) return;
+    out.text += compactName(key);
+    appendReference(out, *object);
+  } else if (!value.isNull()) {
+    out.text += compactName(key);
+    appendValue(out, value, indexOf, depth);
   }
 }
 
-void append(std::string& out, QPDFObjectHandle value, const NumberOf& numberOf, int depth) {
-  if (depth > 0 && value.isIndirect()) {
-    const int number = numberOf(value);
-    appendToken(out, number == 0 ? "null" : std::to_string(number) + " 0 R");
-  } else if (depth > limits::kNesting) {
-    appendToken(out, "null");
-  } else if (value.isDictionary()) {
-    out += "<<";
-    appendEntries(out, value, numberOf, depth, false);
-    out += ">>";
-  } else if (value.isArray()) {
-    out += '[';
-    const int count = value.getArrayNItems();
-    for (int i = 0; i < count; ++i) append(out, value.getArrayItem(i), numberOf, depth + 1);
-    out += ']';
-  } else if (value.isString()) {
-    out += compactString(value.getStringValue());
-  } else if (value.isReal()) {
-    appendToken(out, compactNumber(value.getRealValue()));
+void appendItem(CompactText& out, QPDFObjectHandle& item, const ObjectIndex& indexOf, int depth) {
+  if (!item.isIndirect()) return appendValue(out, item, indexOf, depth);
+  if (const std::optional<std::uint32_t> object = indexOf(item)) {
+    appendReference(out, *object);
   } else {
-    appendToken(out, value.unparseResolved());
+    appendToken(out.text, "null");
+  }
+}
+
+// Of an indirect object its own value. depth: 0 for that.
+void appendValue(CompactText& out, QPDFObjectHandle& value, const ObjectIndex& indexOf, int depth) {
+  std::string& text = out.text;
+  if (depth > limits::kNesting) return appendToken(text, "null");
+  switch (value.getTypeCode()) {
+    case ot_dictionary: {
+      text += "<<";
+      std::map<std::string, QPDFObjectHandle> entries = value.getDictAsMap();
+      for (auto& [key, entry] : entries) appendKeyAndValue(out, key, entry, indexOf, depth + 1);
+      text += ">>";
+      break;
+    }
+    case ot_array: {
+      text += '[';
+      std::vector<QPDFObjectHandle> items = value.getArrayAsVector();
+      for (QPDFObjectHandle& item : items) appendItem(out, item, indexOf, depth + 1);
+      text += ']';
+      break;
+    }
+    case ot_string:
+      text += compactString(value.getStringValue());
+      break;
+    case ot_name:
+      text += compactName(value.getName());
+      break;
+    case ot_real:
+      appendToken(text, compactNumber(value.getRealValue()));
+      break;
+    default:
+      appendToken(text, value.unparseResolved());
   }
 }
 
 }  // namespace
+
+void CompactText::appendTo(std::string& out, const std::vector<int>& numbers) const {
+  std::size_t from = 0;
+  for (const Reference& reference : references) {
+    out.append(text, from, reference.at - from);
+    out += std::to_string(numbers[reference.object]);
+    from = reference.at;
+  }
+  out.append(text, from);
+}
+
+std::string compactName(const std::string& name) {
+  const auto isPlain = [](char c) { return isRegular(c) && c <= '~' && c != '#'; };
+  if (!name.empty() && std::all_of(name.begin() + 1, name.end(), isPlain)) return name;
+  return QPDFObjectHandle::newName(name).unparse();
+}
 
 std::string compactString(const std::string& bytes) {
   // Parentheses need no escape where they are balanced.
@@ -107,15 +153,12 @@ std::string compactNumber(const std::string& text) {
   return text[0] == '-' ? "-" + out : out;
 }
 
-void appendCompact(std::string& out, QPDFObjectHandle value, const NumberOf& numberOf) {
-  append(out, value, numberOf, 0);
+void appendCompact(CompactText& out, QPDFObjectHandle value, const ObjectIndex& indexOf) {
+  appendValue(out, value, indexOf, 0);
 }
 
-void appendStreamDictionary(std::string& out, QPDFObjectHandle dictionary, std::size_t length,
-                            const NumberOf& numberOf) {
-  out += "<<";
-  appendEntries(out, dictionary, numberOf, 0, true);
-  out += "/Length " + std::to_string(length) + ">>";
+void appendEntry(CompactText& out, const std::string& key, QPDFObjectHandle value, const ObjectIndex& indexOf) {
+  appendKeyAndValue(out, key, value, indexOf, 1);
 }
 
 }  // namespace optimizer

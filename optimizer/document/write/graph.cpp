@@ -1,6 +1,7 @@
 #include "optimizer/document/write/graph.h"
 
 #include <functional>
+#include <map>
 #include <set>
 
 #include "optimizer/base/limits.h"
@@ -9,16 +10,16 @@
 namespace optimizer {
 namespace {
 
-std::string kindOf(QPDFObjectHandle object) {
-  if (object.isArray()) return "[";
-  if (!object.isDictionary()) return "0";
+std::string kindOf(const std::map<std::string, QPDFObjectHandle>& entries) {
   std::string kind;
   for (const char* key : {"/Type", "/S", "/Subtype"}) {
-    QPDFObjectHandle value = object.getKey(key);
+    const auto found = entries.find(key);
+    if (found == entries.end()) continue;
+    QPDFObjectHandle value = found->second;
     if (value.isName()) kind += value.getName();
   }
   if (!kind.empty()) return kind;
-  for (const auto& [key, value] : object.getDictAsMap()) kind += key;
+  for (const auto& [key, value] : entries) kind += key;
   return "<" + kind.substr(0, 60);
 }
 
@@ -36,29 +37,20 @@ ObjectGraph::ObjectGraph(QPDF& pdf, const std::vector<QPDFObjectHandle>& pages) 
     nodes_[index].page = static_cast<int>(pages_.size());
     pages_.push_back(index);
   }
+  const ObjectIndex index = [this](const QPDFObjectHandle& object) { return indexOrAdd(object); };
+  CompactText ignored;
   for (const auto& [key, constant] : trailer.getDictAsMap()) {
     QPDFObjectHandle value = constant;
     if (kStructural.count(key) != 0 || value.isNull()) continue;
     trailer_.emplace_back(key, value);
-    reach(value, 0, nullptr, false);
+    appendEntry(ignored, key, value, index);
   }
-  for (std::uint32_t next = 0; next < nodes_.size(); ++next) {
-    QPDFObjectHandle object = nodes_[next].object;
-    std::vector<std::uint32_t> references;
-    const bool isPage = nodes_[next].page >= 0;
-    QPDFObjectHandle inside = object.isStream() ? object.getDict() : object;
-    if (inside.isDictionary()) {
-      for (const auto& [key, value] : inside.getDictAsMap()) {
-        // Both are written, but the walk that asks what a page needs does not follow them.
-        const bool aside = isPage && (key == "/Parent" || key == "/Thumb");
-        if (object.isStream() && key == "/Length") continue;
-        reach(value, 0, aside ? nullptr : &references, false);
-      }
-    } else {
-      reach(inside, 0, &references, true);
-    }
-    nodes_[next].references = std::move(references);
-  }
+  for (std::uint32_t next = 0; next < nodes_.size(); ++next) spell(next, index);
+}
+
+std::optional<std::uint32_t> ObjectGraph::indexOrAdd(const QPDFObjectHandle& object) {
+  if (QPDFObjectHandle(object).isNull()) return std::nullopt;
+  return add(object);
 }
 
 std::uint32_t ObjectGraph::add(QPDFObjectHandle object) {
@@ -67,28 +59,48 @@ std::uint32_t ObjectGraph::add(QPDFObjectHandle object) {
     GraphNode node;
     node.object = object;
     node.isStream = object.isStream();
-    node.ofTypePage = object.isDictionaryOfType("/Page");
-    node.kind = node.isStream ? "" : kindOf(object);
     nodes_.push_back(std::move(node));
   }
   return found->second;
 }
 
-// top: the value is an indirect object's own, so it is looked into and not at.
-void ObjectGraph::reach(QPDFObjectHandle value, int depth, std::vector<std::uint32_t>* references, bool top) {
-  if (!top && value.isIndirect()) {
-    if (value.isNull()) return;
-    const std::uint32_t index = add(value);
-    if (references != nullptr) references->push_back(index);
-    return;
+// The text of a node and what it refers to, which become nodes themselves: nodes_ may move.
+void ObjectGraph::spell(std::uint32_t index, const ObjectIndex& indexOf) {
+  QPDFObjectHandle object = nodes_[index].object;
+  const bool isStream = nodes_[index].isStream, isPage = nodes_[index].page >= 0;
+  QPDFObjectHandle inside = isStream ? object.getDict() : object;
+  CompactText text;
+  std::vector<std::uint32_t> references;
+  std::size_t aside = 0;  // references that are written, but that the walk that asks what a page needs does not follow
+  const auto follow = [&] {
+    for (std::size_t i = references.size() + aside; i < text.references.size(); ++i) {
+      references.push_back(text.references[i].object);
+    }
+  };
+  if (inside.isDictionary()) {
+    const std::map<std::string, QPDFObjectHandle> entries = inside.getDictAsMap();
+    text.text = "<<";
+    for (const auto& [key, value] : entries) {
+      if (isStream && key == "/Length") continue;
+      appendEntry(text, key, value, indexOf);
+      if (isPage && (key == "/Parent" || key == "/Thumb")) {
+        aside = text.references.size() - references.size();
+      } else {
+        follow();
+      }
+    }
+    if (!isStream) {
+      text.text += ">>";
+      nodes_[index].kind = kindOf(entries);
+      nodes_[index].ofTypePage = object.isDictionaryOfType("/Page");
+    }
+  } else {
+    appendCompact(text, inside, indexOf);
+    follow();
+    nodes_[index].kind = inside.isArray() ? "[" : "0";
   }
-  if (depth > limits::kNesting) return;
-  if (value.isDictionary()) {
-    for (const auto& [key, child] : value.getDictAsMap()) reach(child, depth + 1, references, false);
-  } else if (value.isArray()) {
-    const int count = value.getArrayNItems();
-    for (int i = 0; i < count; ++i) reach(value.getArrayItem(i), depth + 1, references, false);
-  }
+  nodes_[index].text = std::move(text);
+  nodes_[index].references = std::move(references);
 }
 
 std::uint32_t ObjectGraph::indexOf(const QPDFObjectHandle& object) const {

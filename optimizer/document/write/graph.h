@@ -1,7 +1,8 @@
-// The objects of a document as a graph of small numbers, ready for being grouped and written.
+// The objects of a document as a graph of small numbers, spelled, ready for being grouped and written.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -9,10 +10,13 @@
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFObjectHandle.hh>
 
+#include "optimizer/document/write/compact.h"
+
 namespace optimizer {
 
 struct GraphNode {
   QPDFObjectHandle object;
+  CompactText text;  // its own; of a stream the dictionary, without its length and its end
   std::vector<std::uint32_t> references;  // without a page's Parent and Thumb
   bool isStream = false;
   int page = -1;       // index of the page that the object is
@@ -38,7 +42,8 @@ class ObjectGraph {
   const std::vector<std::pair<std::string, QPDFObjectHandle>>& trailer() const { return trailer_; }
 
  private:
-  void reach(QPDFObjectHandle value, int depth, std::vector<std::uint32_t>* references, bool top);
+  void spell(std::uint32_t index, const ObjectIndex& indexOf);
+  std::optional<std::uint32_t> indexOrAdd(const QPDFObjectHandle& object);
   std::uint32_t add(QPDFObjectHandle object);
 
   std::vector<GraphNode> nodes_;

@@ -7,7 +7,9 @@
 #include "optimizer/document/write/write_pdf.h"
 
 #include <algorithm>
+#include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -107,7 +109,11 @@ class Writer {
         graph_(document.pdf(), document.pages()) {}
 
   Status write() {
-    estimateSizes();
+    sizes_.resize(graph_.size());
+    numbers_.resize(graph_.size());
+    for (std::uint32_t i = 0; i < graph_.size(); ++i) {
+      if (!graph_.nodes()[i].isStream) sizes_[i] = graph_.nodes()[i].text.size();
+    }
     layout_ = linearize_ ? linearLayout(graph_, sizes_) : plainLayout(graph_, sizes_);
     if (layout_.units.empty()) {
       linearize_ = false;
@@ -119,26 +125,6 @@ class Writer {
   }
 
  private:
-  NumberOf numberOf() const {
-    return [this](const QPDFObjectHandle& object) {
-      const std::uint32_t index = graph_.indexOf(object);
-      return index == ObjectGraph::kNone ? 0 : numbers_[index];
-    };
-  }
-
-  void estimateSizes() {
-    sizes_.resize(graph_.size());
-    numbers_.assign(graph_.size(), 10'000);
-    const NumberOf any = numberOf();
-    std::string text;
-    for (std::uint32_t i = 0; i < graph_.size(); ++i) {
-      if (graph_.nodes()[i].isStream) continue;
-      text.clear();
-      appendCompact(text, graph_.nodes()[i].object, any);
-      sizes_[i] = text.size();
-    }
-  }
-
   // Units first, then what is inside object streams: readers of linearized files expect packed objects to have the
   // highest numbers of their section.
   void number() {
@@ -192,7 +178,6 @@ class Writer {
   }
 
   Status makeUnits() {
-    const NumberOf numbers = numberOf();
     std::vector<UnitIndex> containers;
     for (UnitIndex u : order_) {
       Written& unit = written_[u];
@@ -201,17 +186,16 @@ class Writer {
         containers.push_back(u);
         continue;
       }
-      QPDFObjectHandle object = graph_.nodes()[layout_.units[u].members[0]].object;
-      if (object.isStream()) {
-        const Result<Bytes> data = rawStreamData(object);
+      const GraphNode& node = graph_.nodes()[layout_.units[u].members[0]];
+      node.text.appendTo(unit.head, numbers_);
+      if (node.isStream) {
+        const Result<Bytes> data = rawStreamData(node.object);
         if (!data.ok()) return data.error();
         fingerprint_.add(data->data(), data->size());
         unit.hasData = true;
         unit.dataBytes = data->size();
-        appendStreamDictionary(unit.head, object.getDict(), data->size(), numbers);
-        unit.head += "\nstream\n";
+        unit.head += "/Length " + std::to_string(data->size()) + ">>\nstream\n";
       } else {
-        appendCompact(unit.head, object, numbers);
         unit.head += "\nendobj\n";
       }
       fingerprint_.add(unit.head.data(), unit.head.size());
@@ -222,36 +206,37 @@ class Writer {
 
   // ISO 32000-1, 7.5.7: pairs of number and offset, then the objects.
   void packContainers(const std::vector<UnitIndex>& containers) {
-    const NumberOf numbers = numberOf();
     std::vector<std::string> plain(containers.size());
     std::vector<std::size_t> firsts(containers.size());
-    for (std::size_t c = 0; c < containers.size(); ++c) {
+    std::vector<Bytes> coded(containers.size());
+    const auto code = [&](std::size_t c) {
       std::string index, body;
       for (std::uint32_t member : layout_.units[containers[c]].members) {
         index += std::to_string(numbers_[member]) + " " + std::to_string(body.size()) + " ";
-        appendCompact(body, graph_.nodes()[member].object, numbers);
+        graph_.nodes()[member].text.appendTo(body, numbers_);
         body += '\n';
       }
       firsts[c] = index.size();
       plain[c] = index + body;
-      fingerprint_.add(plain[c].data(), plain[c].size());
-    }
-    std::vector<Bytes> coded(containers.size());
-    const auto code = [&](std::size_t c) {
       coded[c] = deflate({reinterpret_cast<const std::uint8_t*>(plain[c].data()), plain[c].size()}, level_);
     };
-    if (pool_ != nullptr) {
-      pool_->parallelFor(containers.size(), code);
-    } else {
-      for (std::size_t c = 0; c < containers.size(); ++c) code(c);
-    }
+    inTasks(containers.size(), code);
     for (std::size_t c = 0; c < containers.size(); ++c) {
+      fingerprint_.add(plain[c].data(), plain[c].size());
       std::string& head = written_[containers[c]].head;
       head += "<</Type/ObjStm/N " + std::to_string(layout_.units[containers[c]].members.size()) + "/First " +
               std::to_string(firsts[c]) + "/Filter/FlateDecode/Length " + std::to_string(coded[c].size()) +
               ">>\nstream\n";
       head.append(coded[c].begin(), coded[c].end());
       head += kStreamEnd;
+    }
+  }
+
+  void inTasks(std::size_t count, const std::function<void(std::size_t)>& task) {
+    if (pool_ != nullptr) {
+      pool_->parallelFor(count, task);
+    } else {
+      for (std::size_t i = 0; i < count; ++i) task(i);
     }
   }
 
@@ -263,16 +248,22 @@ class Writer {
   }
 
   std::string trailerEntries() {
-    const NumberOf numbers = numberOf();
+    const ObjectIndex indexOf = [this](const QPDFObjectHandle& object) -> std::optional<std::uint32_t> {
+      const std::uint32_t index = graph_.indexOf(object);
+      if (index == ObjectGraph::kNone) return std::nullopt;
+      return index;
+    };
     std::string out = "/Root " + std::to_string(numbers_[graph_.root()]) + " 0 R";
     for (const auto& [key, value] : graph_.trailer()) {
       QPDFObjectHandle array = QPDFObjectHandle::newArray({value});
+      CompactText spelled;
+      appendCompact(spelled, array, indexOf);  // an element keeps being a reference
       std::string text;
-      appendCompact(text, array, numbers);  // an element keeps being a reference
+      spelled.appendTo(text, numbers_);
       text = text.substr(1, text.size() - 2);
       if (text == "null") continue;
       const bool delimited = text.find_first_of("<[(/") == 0;
-      out += QPDFObjectHandle::newName(key).unparse() + (delimited ? "" : " ") + text;
+      out += compactName(key) + (delimited ? "" : " ") + text;
     }
     std::string first = fingerprint_.bytes();
     QPDFObjectHandle id = document_.pdf().getTrailer().getKey("/ID");
@@ -366,13 +357,17 @@ class Writer {
       place(parts.rest, position);
       const std::uint64_t xref2At = position;
       extra_ = {{linearDictionary_, linearAt}, {xref1_, xref1At}, {hints_, hintAt}, {xref2_, xref2At}};
-      xref2 = xrefStream(xref2_, 0, table(0, firstHalf_), firstHalf_, "");
+      inTasks(3, [&](std::size_t part) {
+        if (part == 0) xref2 = xrefStream(xref2_, 0, table(0, firstHalf_), firstHalf_, "");
+        if (part == 1) hints = hintStream(hints_, hintTables(hintRoom));
+        if (part == 2) {
+          xref1 = xrefStream(xref1_, firstHalf_, table(firstHalf_, end_), end_,
+                             "/Prev " + std::to_string(xref2At) + trailer);
+        }
+      });
       tail = "startxref\n" + std::to_string(xref1At) + "\n%%EOF\n";
       const std::uint64_t fileBytes = xref2At + xref2.size() + tail.size();
 
-      hints = hintStream(hints_, hintTables(hintRoom));
-      xref1 = xrefStream(xref1_, firstHalf_, table(firstHalf_, end_), end_,
-                         "/Prev " + std::to_string(xref2At) + trailer);
       linear = std::to_string(linearDictionary_) + " 0 obj\n<</Linearized 1/L " + std::to_string(fileBytes) + "/H[" +
                std::to_string(hintAt) + " " + std::to_string(hintRoom) + "]/O " +
                std::to_string(written_[parts.firstPage[0]].number) + "/E " + std::to_string(firstEnd) + "/N " +

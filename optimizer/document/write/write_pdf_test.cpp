@@ -153,9 +153,9 @@ TEST(Compact, WritesStringsTheShorterWay) {
 TEST(Compact, KeepsTokensApartOnlyWhereTheyWouldRunTogether) {
   const QPDFObjectHandle value = QPDFObjectHandle::parse(
       "<< /A 1 /B [ 1 -2 .5 true null /N (s) <</X/Y>> ] /C null /D /E /F#20G [ [ ] /Z ] >>");
-  std::string out;
-  appendCompact(out, value, [](const QPDFObjectHandle&) { return 0; });
-  EXPECT_EQ(out, "<</A 1/B[1 -2 .5 true null/N(s)<</X/Y>>]/D/E/F#20G[[]/Z]>>");
+  CompactText out;
+  appendCompact(out, value, [](const QPDFObjectHandle&) { return std::nullopt; });
+  EXPECT_EQ(out.text, "<</A 1/B[1 -2 .5 true null/N(s)<</X/Y>>]/D/E/F#20G[[]/Z]>>");
 }
 
 TEST(Compact, KeepsNamesWithoutCharactersApart) {
@@ -163,9 +163,37 @@ TEST(Compact, KeepsNamesWithoutCharactersApart) {
   QPDFObjectHandle value = QPDFObjectHandle::newDictionary();
   value.replaceKey("/", QPDFObjectHandle::newInteger(11));
   value.replaceKey("/A", QPDFObjectHandle::newArray({empty, number, empty, QPDFObjectHandle::newName("/B")}));
-  std::string out;
-  appendCompact(out, value, [](const QPDFObjectHandle&) { return 0; });
-  EXPECT_EQ(out, "<</ 11/A[/ 44//B]>>");
+  CompactText out;
+  appendCompact(out, value, [](const QPDFObjectHandle&) { return std::nullopt; });
+  EXPECT_EQ(out.text, "<</ 11/A[/ 44//B]>>");
+}
+
+TEST(Compact, LeavesRoomForTheNumbersOfObjects) {
+  QPDF pdf;
+  pdf.emptyPDF();
+  std::vector<QPDFObjectHandle> objects;
+  for (int i = 0; i < 3; ++i) objects.push_back(pdf.makeIndirectObject(QPDFObjectHandle::newInteger(i)));
+  QPDFObjectHandle value = QPDFObjectHandle::newDictionary();
+  value.replaceKey("/A", objects[0]);
+  value.replaceKey("/B", objects[2]);
+  value.replaceKey("/C", QPDFObjectHandle::newArray({objects[1], objects[2], objects[0]}));
+  CompactText out;
+  appendCompact(out, value, [&](const QPDFObjectHandle& object) -> std::optional<std::uint32_t> {
+    for (std::uint32_t i = 0; i < 2; ++i) {
+      if (objects[i].getObjGen() == object.getObjGen()) return i;
+    }
+    return std::nullopt;
+  });
+  std::string text = "7";
+  out.appendTo(text, {12, 3456});
+  EXPECT_EQ(text, "7<</A 12 0 R/C[3456 0 R null 12 0 R]>>");
+  EXPECT_EQ(out.size(), text.size() - 1 + 3 + 1 + 3);  // as though all had five digits
+}
+
+TEST(Compact, SpellsWhatIsNotRegularInNamesAsNumbers) {
+  EXPECT_EQ(compactName("/Plain-_.+1"), "/Plain-_.+1");
+  EXPECT_EQ(compactName("/a b(/\xFF"), "/a#20b#28#2f#ff");
+  EXPECT_EQ(compactName("/"), "/");
 }
 
 TEST(BitWriter, WritesMostSignificantBitsFirst) {
