@@ -30,6 +30,7 @@ namespace {
 
 using Index = std::size_t;
 constexpr int kRounds = 50;
+constexpr Index kSeveral = ~Index{0};
 
 std::uint64_t hashOf(std::string_view bytes) { return std::hash<std::string_view>()(bytes); }
 
@@ -37,6 +38,7 @@ class Merger {
  public:
   explicit Merger(Document& document) : document_(document), objects_(document.reachable()) {
     const Identity identity(document.pdf());
+    indexOf_.reserve(objects_.size());
     for (Index i = 0; i < objects_.size(); ++i) {
       indexOf_[keyOf(objects_[i])] = i;
       stands_.push_back(i);
@@ -83,24 +85,47 @@ class Merger {
   // Looks for an object with the same bytes; when there is one, it stands for this one.
   bool mergeOne(Index i, bool first) {
     const std::string bytes = spell(i, first ? &users_ : nullptr);
-    const std::uint64_t hash = hashOf(bytes);
-    std::vector<Index>& same = byHash_[hash];
-    for (Index other : same) {
+    std::uint64_t hash = hashOf(bytes);
+    if (objects_[i].isStream()) {
+      // The data of a stream is read only where another one has the same dictionary.
+      const auto [lone, fresh] = lone_.try_emplace(hash, i);
+      if (fresh) {
+        hashes_[i] = hash;
+        return false;
+      }
+      if (const Index other = std::exchange(lone->second, kSeveral); other != kSeveral) put(other, markedHash(hash, other));
+      hash = markedHash(hash, i);
+    }
+    for (Index other : byHash_[hash]) {
       if (spell(other) == bytes && sameStream(i, other)) {
         stands_[i] = other;
         return true;
       }
     }
-    same.push_back(i);
-    hashes_[i] = hash;
+    put(i, hash);
     return false;
+  }
+
+  void put(Index i, std::uint64_t hash) {
+    byHash_[hash].push_back(i);
+    hashes_[i] = hash;
+  }
+
+  std::uint64_t markedHash(std::uint64_t hash, Index stream) {
+    const StreamMark& mark = markOf(stream);
+    return (hash ^ mark.hash) * 0x9E3779B97F4A7C15u + mark.size;
   }
 
   void forget(Index i) {
     const auto hash = hashes_.find(i);
     if (hash == hashes_.end()) return;
-    std::vector<Index>& same = byHash_[hash->second];
-    same.erase(std::remove(same.begin(), same.end(), i), same.end());
+    const auto lone = lone_.find(hash->second);
+    if (lone != lone_.end() && lone->second == i) {
+      lone_.erase(lone);
+    } else {
+      std::vector<Index>& same = byHash_[hash->second];
+      same.erase(std::remove(same.begin(), same.end(), i), same.end());
+    }
     hashes_.erase(hash);
   }
 
@@ -123,7 +148,7 @@ class Merger {
     std::string out;
   };
 
-  void spellValue(QPDFObjectHandle value, Spelling& to, int depth, bool top) {
+  void spellValue(QPDFObjectHandle& value, Spelling& to, int depth, bool top) {
     std::string& out = to.out;
     if (!top && value.isIndirect()) {
       const auto found = indexOf_.find(keyOf(value));
@@ -132,28 +157,41 @@ class Merger {
         return;
       }
       if (to.users != nullptr) (*to.users)[found->second].push_back(to.of);
-      out += "R" + std::to_string(standsFor(found->second)) + " ";
-    } else if (value.isDictionary() && depth < limits::kNesting) {
+      out += 'R';
+      out += std::to_string(standsFor(found->second));
+      out += ' ';
+      return;
+    }
+    const qpdf_object_type_e type = value.getTypeCode();
+    if (type == ot_dictionary && depth < limits::kNesting) {
       spellDictionary(value, to, depth, false);
-    } else if (value.isArray() && depth < limits::kNesting) {
+    } else if (type == ot_array && depth < limits::kNesting) {
       out += '[';
       forEachChild(value, [&](QPDFObjectHandle& item) { spellValue(item, to, depth + 1, false); });
       out += ']';
-    } else if (value.isString()) {
-      const std::string text = value.getStringValue();
-      out += "s" + std::to_string(text.size()) + ":" + text;
+    } else if (type == ot_string) {
+      spellText('s', value.getStringValue(), out);
+    } else if (type == ot_name) {
+      spellText('N', value.getName(), out);
     } else {
       out += value.unparseResolved();
       out += ' ';
     }
   }
 
+  static void spellText(char kind, const std::string& text, std::string& out) {
+    out += kind;
+    out += std::to_string(text.size());
+    out += ':';
+    out += text;
+  }
+
   void spellDictionary(QPDFObjectHandle dictionary, Spelling& to, int depth, bool ofStream) {
     to.out += '<';
-    for (const auto& [key, value] : dictionary.getDictAsMap()) {
+    std::map<std::string, QPDFObjectHandle> entries = dictionary.getDictAsMap();
+    for (auto& [key, value] : entries) {
       if (ofStream && key == "/Length") continue;
-      to.out += key;
-      to.out += ' ';
+      spellText('K', key, to.out);
       spellValue(value, to, depth + 1, false);
     }
     to.out += '>';
@@ -232,8 +270,9 @@ class Merger {
   std::vector<Index> stands_;  // who stands for whom; itself where nobody else does
   std::vector<bool> mayMerge_;
   std::vector<std::vector<Index>> users_;
-  std::unordered_map<std::uint64_t, std::vector<Index>> byHash_;
-  std::unordered_map<Index, std::uint64_t> hashes_;
+  std::unordered_map<std::uint64_t, std::vector<Index>> byHash_;  // of streams by dictionary and data
+  std::unordered_map<std::uint64_t, Index> lone_;  // by its dictionary, the only stream that has it, or kSeveral
+  std::unordered_map<Index, std::uint64_t> hashes_;  // where each object is in one of these
   std::unordered_map<Index, StreamMark> marks_;
 };
 

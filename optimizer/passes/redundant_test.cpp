@@ -49,6 +49,28 @@ TEST(RedundantPass, FindsObjectsThatBecomeEqualOnlyThroughOthers) {
   EXPECT_EQ(reachableObjects(document->pdf()).size(), before - 4);
 }
 
+TEST(RedundantPass, TellsStreamsOfOneDictionaryApartByTheirData) {
+  // What the streams refer to follows them, and becomes equal only after they were looked at.
+  for (const std::string data : {"abaabb", "aab", "ab", "bbbb"}) {
+    PdfBuilder builder;
+    std::string streams;
+    for (char letter : data) {
+      const int part = builder.addObject("[ 500 500 ]");
+      streams += ref(builder.addStream("/Parts " + ref(part), std::string(50, letter))) + " ";
+    }
+    builder.addPage("", "<< /Properties << /A [ " + streams + "] >> >>");
+    const auto document = builder.open();
+    EXPECT_EQ(runPass(*document, makeRedundantPass()), PassOutcome::changed);
+    QPDFObjectHandle resources = QPDFObjectHandle(document->pages()[0]).getKey("/Resources");
+    QPDFObjectHandle list = resources.getKey("/Properties").getKey("/A");
+    for (int i = 0; i < list.getArrayNItems(); ++i) {
+      const auto at = static_cast<int>(data.find(data[static_cast<std::size_t>(i)]));
+      EXPECT_EQ(list.getArrayItem(i).getObjGen(), list.getArrayItem(at).getObjGen()) << data << i;
+      EXPECT_EQ(list.getArrayItem(i).getStreamData()->getBuffer()[0], data[static_cast<std::size_t>(i)]);
+    }
+  }
+}
+
 TEST(RedundantPass, KeepsObjectsApartWhoseIdentityMatters) {
   PdfBuilder builder;
   const char* annotation = "<< /Subtype /Link /Rect [0 0 9 9] /A << /S /URI /URI (http://example.org) >> >>";
