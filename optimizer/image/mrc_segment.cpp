@@ -5,6 +5,8 @@
 #include <cmath>
 #include <vector>
 
+#include "optimizer/base/pool.h"
+#include "optimizer/base/vectorised.h"
 #include "optimizer/image/mrc_plane.h"
 
 namespace optimizer {
@@ -13,62 +15,102 @@ namespace {
 // Ink is darker than its neighbourhood by a share of the neighbourhood's spread (Sauvola, Pietikäinen 2000),
 // and by so many levels at least, which keeps paper grain out.
 constexpr double spreadShare = 0.25, fullSpread = 128;
-constexpr std::uint64_t leastContrast = 12;
+constexpr std::uint32_t leastContrast = 12;
 // Mean level below which a page is dark.
 constexpr std::uint64_t darkPaper = 110;
 
-// Sums over the rows of a window, for every column.
+// Sums over the rows of a window, for every column. A window has at most 121 x 121 pixels.
 struct Columns {
   explicit Columns(std::size_t width) : sum(width), squares(width) {}
   void add(const std::uint8_t* row) {
-    for (std::size_t x = 0; x < sum.size(); ++x) {
-      sum[x] += row[x];
-      squares[x] += std::uint32_t{row[x]} * row[x];
-    }
+    vectorised([&]() OPTIMIZER_LOOP {
+      std::uint32_t *to = sum.data(), *square = squares.data();
+      const std::size_t n = sum.size();
+      for (std::size_t x = 0; x < n; ++x) {
+        to[x] += row[x];
+        square[x] += std::uint32_t{row[x]} * row[x];
+      }
+    });
   }
   void remove(const std::uint8_t* row) {
-    for (std::size_t x = 0; x < sum.size(); ++x) {
-      sum[x] -= row[x];
-      squares[x] -= std::uint32_t{row[x]} * row[x];
-    }
+    vectorised([&]() OPTIMIZER_LOOP {
+      std::uint32_t *to = sum.data(), *square = squares.data();
+      const std::size_t n = sum.size();
+      for (std::size_t x = 0; x < n; ++x) {
+        to[x] -= row[x];
+        square[x] -= std::uint32_t{row[x]} * row[x];
+      }
+    });
   }
   std::vector<std::uint32_t> sum, squares;
 };
 
-void threshold(const Pixels& luma, int radius, Bitonal& ink) {
-  const int width = static_cast<int>(luma.width()), height = static_cast<int>(luma.height());
-  Columns columns(luma.width());
-  for (int y = 0; y < std::min(radius, height); ++y) columns.add(luma.row(static_cast<std::uint32_t>(y)));
-  for (int y = 0; y < height; ++y) {
-    if (y + radius < height) columns.add(luma.row(static_cast<std::uint32_t>(y + radius)));
-    if (y - radius - 1 >= 0) columns.remove(luma.row(static_cast<std::uint32_t>(y - radius - 1)));
-    const int rows = std::min(y + radius, height - 1) - std::max(y - radius, 0) + 1;
-    std::uint64_t sum = 0, squares = 0;
-    const auto column = [&](int x) { return static_cast<std::size_t>(x); };
-    for (int x = 0; x < std::min(radius, width); ++x) {
-      sum += columns.sum[column(x)];
-      squares += columns.squares[column(x)];
-    }
-    const std::uint8_t* row = luma.row(static_cast<std::uint32_t>(y));
-    for (int x = 0; x < width; ++x) {
-      if (x + radius < width) {
-        sum += columns.sum[column(x + radius)];
-        squares += columns.squares[column(x + radius)];
-      }
-      if (x - radius - 1 >= 0) {
-        sum -= columns.sum[column(x - radius - 1)];
-        squares -= columns.squares[column(x - radius - 1)];
-      }
-      const auto places =
-          static_cast<std::uint64_t>(rows * (std::min(x + radius, width - 1) - std::max(x - radius, 0) + 1));
-      if ((row[x] + leastContrast) * places > sum) continue;
-      const auto count = static_cast<double>(places);
-      const double mean = static_cast<double>(sum) / count;
-      const double spread = std::sqrt(std::max(0.0, static_cast<double>(squares) / count - mean * mean));
-      if (row[x] < mean * (1 + spreadShare * (spread / fullSpread - 1))) ink.set(x, y);
-    }
-  }
+bool isInk(std::uint8_t sample, std::uint32_t places, std::uint32_t sum, std::uint32_t squares) {
+  if ((sample + leastContrast) * places > sum) return false;
+  const double count = places, mean = sum / count;
+  const double spread = std::sqrt(std::max(0.0, squares / count - mean * mean));
+  return sample < mean * (1 + spreadShare * (spread / fullSpread - 1));
 }
+
+void thresholdRow(const std::uint8_t* row, const Columns& columns, int radius, std::uint32_t rows,
+                  std::uint8_t* bits) {
+  const int width = static_cast<int>(columns.sum.size());
+  const std::uint32_t *sums = columns.sum.data(), *squaredSums = columns.squares.data();
+  std::uint32_t sum = 0, squares = 0;
+  const auto at = [&](int x, std::uint32_t places) {
+    if (isInk(row[x], places, sum, squares)) bits[x >> 3] |= static_cast<std::uint8_t>(0x80 >> (x & 7));
+  };
+  for (int x = 0; x < std::min(radius, width); ++x) {
+    sum += sums[x];
+    squares += squaredSums[x];
+  }
+  const auto slideAt = [&](int x) {
+    if (x + radius < width) {
+      sum += sums[x + radius];
+      squares += squaredSums[x + radius];
+    }
+    if (x - radius - 1 >= 0) {
+      sum -= sums[x - radius - 1];
+      squares -= squaredSums[x - radius - 1];
+    }
+    const int across = std::min(x + radius, width - 1) - std::max(x - radius, 0) + 1;
+    at(x, rows * static_cast<std::uint32_t>(across));
+  };
+  int x = 0;
+  for (; x < std::min(radius + 1, width); ++x) slideAt(x);
+  const std::uint32_t places = rows * static_cast<std::uint32_t>(2 * radius + 1);
+  for (; x + radius < width; ++x) {
+    sum += sums[x + radius] - sums[x - radius - 1];
+    squares += squaredSums[x + radius] - squaredSums[x - radius - 1];
+    at(x, places);
+  }
+  for (; x < width; ++x) slideAt(x);
+}
+
+void threshold(const Pixels& luma, int radius, Bitonal& ink) {
+  const int height = static_cast<int>(luma.height());
+  const auto rowOf = [&](int y) { return luma.row(static_cast<std::uint32_t>(y)); };
+  // Each part begins with a window of its own.
+  const auto enough = static_cast<std::size_t>(8 * radius);
+  inParts(0, luma.height(), enough, [&](std::size_t begin, std::size_t end) {
+    Columns columns(luma.width());
+    const auto first = static_cast<int>(begin);
+    for (int y = std::max(0, first - radius - 1); y < std::min(first + radius, height); ++y)
+      columns.add(rowOf(y));
+    for (int y = first; y < static_cast<int>(end); ++y) {
+      if (y + radius < height) columns.add(rowOf(y + radius));
+      if (y - radius - 1 >= 0) columns.remove(rowOf(y - radius - 1));
+      const int rows = std::min(y + radius, height - 1) - std::max(y - radius, 0) + 1;
+      thresholdRow(rowOf(y), columns, radius, static_cast<std::uint32_t>(rows), ink.row(y));
+    }
+  });
+}
+
+// Eight counts at once, one in each bit.
+struct BitSum {
+  unsigned ones, twos;
+};
+BitSum added(unsigned a, unsigned b, unsigned c) { return {a ^ b ^ c, (a & b) | (c & (a ^ b))}; }
 
 // Single pixels that stand out of an edge, or alone, cost more in the mask than they show: each pixel joins
 // its eight neighbours where all but one of them are of the other side.
@@ -78,21 +120,25 @@ void smoothEdges(Bitonal& ink) {
   for (int y = 0; y < ink.height; ++y) {
     const std::uint8_t* rows[3] = {y > 0 ? before.row(y - 1) : none.data(), before.row(y),
                                    y + 1 < ink.height ? before.row(y + 1) : none.data()};
-    const auto at = [&](int row, int x) {
-      return x >= 0 && x < before.width ? rows[row][x >> 3] >> (7 - (x & 7)) & 1 : 0;
-    };
-    for (int x = 0; x < ink.width; ++x) {
-      const auto byte = static_cast<std::size_t>(x >> 3);
-      if (!(x & 7) && byte + 1 < before.stride && rows[0][byte] == rows[1][byte] &&
-          rows[1][byte] == rows[2][byte] && (rows[1][byte] == 0 || rows[1][byte] == 0xFF)) {
-        x |= 7;  // all alike but for the ends, which one neighbour byte cannot turn over
-        continue;
-      }
-      int black = 0;
-      for (int row = 0; row < 3; ++row) black += at(row, x - 1) + at(row, x) + at(row, x + 1);
-      const int self = at(1, x);
-      const int others = self ? 8 - (black - 1) : black;
-      if (others >= 7) ink.row(y)[byte] ^= static_cast<std::uint8_t>(0x80 >> (x & 7));
+    std::uint8_t* to = ink.row(y);
+    for (std::size_t i = 0; i < before.stride; ++i) {
+      const auto left = [&](const std::uint8_t* row) {
+        return unsigned{row[i]} >> 1 | (i > 0 ? unsigned{row[i - 1]} << 7 : 0u);
+      };
+      const auto right = [&](const std::uint8_t* row) {
+        return unsigned{row[i]} << 1 | (i + 1 < before.stride ? unsigned{row[i + 1]} >> 7 : 0u);
+      };
+      const unsigned self = rows[1][i];
+      if (rows[0][i] == self && self == rows[2][i] && (self == 0 || self == 0xFF)) continue;
+      const BitSum above = added(left(rows[0]), rows[0][i], right(rows[0])),
+                   below = added(left(rows[2]), rows[2][i], right(rows[2])),
+                   beside = added(left(rows[1]), right(rows[1]), 0),
+                   ones = added(above.ones, below.ones, beside.ones),
+                   twos = added(above.twos, below.twos, beside.twos), more = added(twos.ones, ones.twos, 0),
+                   fours = added(twos.twos, more.twos, 0);
+      const unsigned sevenOrMore = fours.twos | (fours.ones & more.ones & ones.ones),
+                     oneOrNone = ~(fours.twos | fours.ones | more.ones);
+      to[i] ^= static_cast<std::uint8_t>((~self & sevenOrMore) | (self & oneOrNone));
     }
   }
 }
@@ -116,6 +162,9 @@ void tighten(const Pixels& luma, double dpi, Bitonal& ink) {
   fillGaps(tone);
   // The mean of the darker part of the ink: its core.
   Bitonal core = ink;
+  std::vector<std::uint32_t> columns(luma.width());
+  for (std::uint32_t x = 0; x < luma.width(); ++x)
+    columns[x] = static_cast<std::uint32_t>(std::uint64_t{x} * width / luma.width());
   const auto keepDarker = [&](Bitonal& part, const Plane& limit) {
     for (std::uint32_t y = 0; y < luma.height(); ++y) {
       std::uint8_t* bits = part.row(static_cast<int>(y));
@@ -125,7 +174,7 @@ void tighten(const Pixels& luma, double dpi, Bitonal& ink) {
           x |= 7;
           continue;
         }
-        if (luma.row(y)[x] > limit.values[base + std::uint64_t{x} * width / luma.width()])
+        if (luma.row(y)[x] > limit.values[base + columns[x]])
           bits[x >> 3] &= static_cast<std::uint8_t>(~(0x80 >> (x & 7)));
       }
     }
@@ -140,11 +189,15 @@ void tighten(const Pixels& luma, double dpi, Bitonal& ink) {
 }
 
 void clearInPictures(InkMask& found) {
-  const auto side = static_cast<int>(found.cell), across = static_cast<int>(found.pictures.across);
-  for (int y = 0; y < found.ink.height; ++y)
-    for (int x = 0; x < found.ink.width; ++x)
-      if (found.pictures.cells[static_cast<std::size_t>(y / side * across + x / side)])
-        found.ink.row(y)[x >> 3] &= static_cast<std::uint8_t>(~(0x80 >> (x & 7)));
+  const auto side = static_cast<int>(found.cell);
+  for (std::uint32_t cy = 0; cy < found.pictures.down; ++cy)
+    for (std::uint32_t cx = 0; cx < found.pictures.across; ++cx) {
+      if (!found.pictures.cells[std::size_t{cy} * found.pictures.across + cx]) continue;
+      const int left = static_cast<int>(cx) * side, top = static_cast<int>(cy) * side;
+      for (int y = top; y < std::min(top + side, found.ink.height); ++y)
+        for (int x = left; x < std::min(left + side, found.ink.width); ++x)
+          found.ink.row(y)[x >> 3] &= static_cast<std::uint8_t>(~(0x80 >> (x & 7)));
+    }
 }
 
 }  // namespace
