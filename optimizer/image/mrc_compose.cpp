@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <utility>
 
 #include "optimizer/base/vectorised.h"
@@ -29,9 +30,23 @@ std::vector<Tap> tapsOf(std::uint32_t from, double begin, double end, std::uint3
   return taps;
 }
 
+bool noneOfEight(const std::uint8_t* samples) {
+  std::uint64_t eight = 0;
+  std::memcpy(&eight, samples, sizeof eight);
+  return eight == 0;
+}
+
+// wanted: where a sample of it is not 0; null for everywhere. Others may be left as they are.
 template <unsigned N>
-void mixAcross(const std::uint16_t* row, const std::vector<Tap>& columns, std::uint8_t* to) {
-  for (const Tap& tap : columns) {
+void mixAcross(const std::uint16_t* row, const std::vector<Tap>& columns, const std::uint8_t* wanted,
+               std::uint8_t* to) {
+  for (std::size_t x = 0; x < columns.size(); ++x) {
+    if (wanted != nullptr && x % 8 == 0 && x + 8 <= columns.size() && noneOfEight(wanted + x)) {
+      x += 7;
+      to += 8 * N;
+      continue;
+    }
+    const Tap& tap = columns[x];
     const std::uint16_t *first = row + std::size_t{tap.first} * N,
                         *second = row + std::size_t{tap.second} * N;
     const std::uint32_t share = tap.share;
@@ -54,7 +69,8 @@ Pixels reducedTo(const Pixels& pixels, std::uint32_t width, std::uint32_t height
 
 }  // namespace
 
-Pixels enlargedPart(const Pixels& picture, const PagePart& part, std::uint32_t width, std::uint32_t height) {
+Pixels enlargedPart(const Pixels& picture, const PagePart& part, std::uint32_t width, std::uint32_t height,
+                    const Pixels* where) {
   const std::vector<Tap> columns = tapsOf(picture.width(), part.left, part.right, width),
                          rows = tapsOf(picture.height(), part.top, part.bottom, height);
   const unsigned n = picture.channels();
@@ -68,10 +84,11 @@ Pixels enlargedPart(const Pixels& picture, const PagePart& part, std::uint32_t w
       for (std::size_t i = 0; i < mix.size(); ++i)
         to[i] = static_cast<std::uint16_t>(above[i] * (256 - share) + below[i] * share);
     });
+    const std::uint8_t* wanted = where != nullptr ? where->row(y) : nullptr;
     if (n == 3) {
-      mixAcross<3>(mix.data(), columns, out.row(y));
+      mixAcross<3>(mix.data(), columns, wanted, out.row(y));
     } else {
-      mixAcross<1>(mix.data(), columns, out.row(y));
+      mixAcross<1>(mix.data(), columns, wanted, out.row(y));
     }
   }
   return out;
@@ -87,7 +104,7 @@ Pixels paperUnder(const Pixels& view, const Pixels& coverage, const Pixels& colo
                   const Pixels* hidden) {
   constexpr std::uint8_t mostlyInk = 120;
   constexpr float leastPaper = 0.05f;
-  const Pixels ink = enlargedPart(colors, part, view.width(), view.height());
+  const Pixels ink = enlargedPart(colors, part, view.width(), view.height(), &coverage);
   Pixels out(view.width(), view.height(), view.channels(), view.kind());
   for (unsigned c = 0; c < view.channels(); ++c) {
     WeightedPlane paper{channelOf(view, c), Plane(view.width(), view.height())};
@@ -111,7 +128,9 @@ Pixels paperUnder(const Pixels& view, const Pixels& coverage, const Pixels& colo
 Composer::Composer(const Bitonal& ink, std::uint32_t width, std::uint32_t height, Reduction reduction)
     : reduction_(reduction), coverage_(coverageIn(ink, width, height, reduction)) {}
 
-void Composer::setInk(const Pixels& colors) { ink_ = enlargedPart(colors, {}, width(), height()); }
+void Composer::setInk(const Pixels& colors) {
+  ink_ = enlargedPart(colors, {}, width(), height(), &coverage_);
+}
 
 void Composer::keep(const Pixels& page, std::vector<PagePart> parts) {
   kept_ = std::move(parts);
@@ -123,8 +142,13 @@ Pixels Composer::compose(const Pixels& paper) const {
                     ? paper
                     : enlargedPart(paper, {}, width(), height());
   const unsigned n = page.channels();
-  for (std::size_t i = 0; i < coverage_.samples().size(); ++i) {
-    const unsigned share = coverage_.samples()[i];
+  const std::uint8_t* shares = coverage_.samples().data();
+  for (std::size_t i = 0, count = coverage_.samples().size(); i < count; ++i) {
+    if (i % 8 == 0 && i + 8 <= count && noneOfEight(shares + i)) {
+      i += 7;
+      continue;
+    }
+    const unsigned share = shares[i];
     if (share == 0) continue;
     for (unsigned c = 0; c < n; ++c) {
       std::uint8_t& sample = page.samples()[i * n + c];

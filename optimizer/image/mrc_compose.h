@@ -16,8 +16,9 @@ struct PagePart {
 };
 
 // That part of the picture, grey or RGB, at the given size: bilinear, pixel centres aligned as renderers
-// align them.
-Pixels enlargedPart(const Pixels& picture, const PagePart& part, std::uint32_t width, std::uint32_t height);
+// align them. where: of that size, or null; the places at which it is 0 are not wanted and left undefined.
+Pixels enlargedPart(const Pixels& picture, const PagePart& part, std::uint32_t width, std::uint32_t height,
+                    const Pixels* where = nullptr);
 
 // Share of black in the area of each pixel of a width x height picture, 255 for all; sizes at most the
 // picture's.

@@ -2,20 +2,41 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+
+#include "optimizer/base/vectorised.h"
 
 namespace optimizer {
 
 Plane channelOf(const Pixels& pixels, unsigned channel) {
   Plane plane(pixels.width(), pixels.height());
-  for (std::size_t i = 0; i < plane.values.size(); ++i)
-    plane.values[i] = pixels.samples()[i * pixels.channels() + channel];
+  const unsigned channels = pixels.channels();
+  vectorised([&]() OPTIMIZER_LOOP {
+    const std::uint8_t* in = pixels.samples().data() + channel;
+    float* out = plane.values.data();
+    const std::size_t count = plane.values.size(), n = channels;
+    if (n == 1)
+      for (std::size_t i = 0; i < count; ++i) out[i] = in[i];
+    else
+      for (std::size_t i = 0; i < count; ++i) out[i] = in[i * n];
+  });
   return plane;
 }
 
 void putChannel(const Plane& plane, Pixels& pixels, unsigned channel) {
-  for (std::size_t i = 0; i < plane.values.size(); ++i)
-    pixels.samples()[i * pixels.channels() + channel] =
-        static_cast<std::uint8_t>(std::clamp(plane.values[i] + 0.5f, 0.0f, 255.0f));
+  const unsigned channels = pixels.channels();
+  vectorised([&]() OPTIMIZER_LOOP {
+    const float* in = plane.values.data();
+    std::uint8_t* out = pixels.samples().data() + channel;
+    const std::size_t count = plane.values.size(), n = channels;
+    const auto sample = [](float value) OPTIMIZER_LOOP {
+      return static_cast<std::uint8_t>(static_cast<int>(std::min(std::max(value + 0.5f, 0.0f), 255.0f)));
+    };
+    if (n == 1)
+      for (std::size_t i = 0; i < count; ++i) out[i] = sample(in[i]);
+    else
+      for (std::size_t i = 0; i < count; ++i) out[i * n] = sample(in[i]);
+  });
 }
 
 namespace {
@@ -27,6 +48,13 @@ std::vector<std::uint32_t> targets(std::uint32_t from, std::uint32_t to) {
   for (std::uint32_t i = 0; i < from; ++i)
     map[i] = static_cast<std::uint32_t>((std::uint64_t{2} * i + 1) * to / (std::uint64_t{2} * from));
   return map;
+}
+
+std::uint64_t sumOfEight(const std::uint8_t* samples) {
+  constexpr std::uint64_t each = 0x00FF00FF00FF00FF, ones = 0x0001000100010001;
+  std::uint64_t eight = 0;
+  std::memcpy(&eight, samples, sizeof eight);
+  return ((eight & each) + (eight >> 8 & each)) * ones >> 48;
 }
 
 // Where a value lies between two of another size.
@@ -111,6 +139,11 @@ WeightedPlane meanOfInk(const Pixels& pixels, unsigned channel, const Bitonal& i
       const unsigned byte = bits[x >> 3];
       if (byte == 0) continue;
       const std::uint32_t end = std::min(x + 8, w);
+      if (byte == 0xFF && n == 1 && end == x + 8 && columns[x] == columns[x + 7]) {
+        sums[columns[x]] += sumOfEight(samples + x);
+        counts[columns[x]] += 8;
+        continue;
+      }
       if (columns[x] == columns[end - 1]) {
         std::uint32_t sum = 0, count = 0;
         for (std::uint32_t at = x; at < end; ++at) {
