@@ -3,6 +3,7 @@
 //
 // Not in documents that give the device spaces another meaning (default colour spaces, output intents) or
 // that promise to say what their colours are (PDF/A, PDF/X).
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <optional>
@@ -32,11 +33,14 @@ class ProfilesPass : public Pass {
   Result<PassOutcome> process(PassContext& context) override {
     return withoutExceptions("profiles", [&]() -> Result<PassOutcome> {
       const Promises promises = promisesOf(context.document);
-      if (promises.pdfAPart != 0 || promises.pdfX) return PassOutcome::unchanged;
+      if (promises.pdfAPart != 0 || promises.pdfX || !findSpaces(context.document)) return PassOutcome::unchanged;
       const DeviceColors device = deviceColorsOf(context.document);
       if (device.outputIntent) return PassOutcome::unchanged;
       keepGray_ = device.gray.present;
       keepRgb_ = device.rgb.present;
+      // Mostly no profile says the same, and then nobody needs to ask where they stand.
+      const auto saysTheSame = [this](const QPDFObjectHandle& space) { return deviceNameOf(space) != nullptr; };
+      if (std::none_of(spaces_.begin(), spaces_.end(), saysTheSame)) return PassOutcome::unchanged;
       std::size_t replaced = 0;
       for (const QPDFObjectHandle& container : context.document.containers()) replaced += replaceIn(container);
       if (replaced == 0) return PassOutcome::unchanged;
@@ -46,18 +50,29 @@ class ProfilesPass : public Pass {
   }
 
  private:
+  bool findSpaces(Document& document);
   std::size_t replaceIn(QPDFObjectHandle container);
   const char* deviceNameOf(QPDFObjectHandle space);
 
+  std::vector<QPDFObjectHandle> spaces_;  // with a profile
   bool keepGray_ = false, keepRgb_ = false;
   std::map<QPDFObjGen, const char*> profiles_;  // by profile stream; null: stays
 };
 
+bool isProfileSpace(QPDFObjectHandle space) {
+  return space.isArray() && space.getArrayNItems() == 2 && space.getArrayItem(0).isNameAndEquals("/ICCBased");
+}
+
+bool ProfilesPass::findSpaces(Document& document) {
+  for (const QPDFObjectHandle& container : document.containers()) {
+    if (isProfileSpace(container)) spaces_.push_back(container);
+  }
+  return !spaces_.empty();
+}
+
 // "/DeviceGray" or "/DeviceRGB" where that is all that the colour space says, else null.
 const char* ProfilesPass::deviceNameOf(QPDFObjectHandle space) {
-  if (!space.isArray() || space.getArrayNItems() != 2) return nullptr;
-  QPDFObjectHandle family = space.getArrayItem(0);
-  if (!family.isNameAndEquals("/ICCBased")) return nullptr;
+  if (!isProfileSpace(space)) return nullptr;
   QPDFObjectHandle profile = space.getArrayItem(1);
   if (!profile.isStream()) return nullptr;
   const auto [at, fresh] = profiles_.try_emplace(profile.getObjGen(), nullptr);
