@@ -60,6 +60,7 @@ QPDFObjectHandle entry(QPDFObjectHandle dictionary, const char* key) {
 class ContentPass : public Pass {
  public:
   std::string_view name() const override { return "content"; }
+  bool keepsObjects() const override { return !joined_; }
   Result<PassOutcome> process(PassContext& context) override {
     return withoutExceptions("Content streams cannot be rewritten",
                              [&]() -> Result<PassOutcome> { return run(context); });
@@ -77,6 +78,7 @@ class ContentPass : public Pass {
   std::vector<Job> jobs_;
   std::map<QPDFObjGen, int> uses_;   // of each stream by different Contents entries
   std::set<QPDFObjGen> taken_;
+  bool joined_ = false;
 };
 
 PassOutcome ContentPass::run(PassContext& context) {
@@ -216,6 +218,7 @@ void ContentPass::put(Document& document, Job& job) {
   QPDFObjectHandle target = job.streams[0];
   if (job.streams.size() > 1) {
     target = document.pdf().newStream();
+    joined_ = true;
     for (QPDFObjectHandle& page : job.pages) page.replaceKey("/Contents", target);
   }
   setStreamData(target, Bytes(job.after->begin(), job.after->end()), QPDFObjectHandle::newNull(),

@@ -54,7 +54,6 @@ class FontEntriesPass : public Pass {
  public:
   std::string_view name() const override { return "fonts-entries"; }
   bool keepsUsage() const override { return true; }
-  bool keepsObjects() const override { return true; }
 
   Result<PassOutcome> process(PassContext& context) override {
     return withoutExceptions("fonts-entries", [&]() -> Result<PassOutcome> {

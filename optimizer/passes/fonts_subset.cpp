@@ -93,49 +93,53 @@ void setName(QPDFObjectHandle dictionary, const char* key, const std::string& ta
 
 // CharSet lists the names of a subset's glyphs, CIDSet its CIDs as bits (9.8.1, table 122; 9.8.3.2). Both may be left
 // out, but PDF/A asks for them, so where they are they stay true.
-void updateDescriptor(QPDFObjectHandle descriptor, const font::SubsetResult& result, Document& document) {
+// True where there is a new object.
+bool updateDescriptor(QPDFObjectHandle descriptor, const font::SubsetResult& result, Document& document) {
   if (descriptor.hasKey("/CharSet")) {
     std::string names;
     for (const std::string& name : result.names) names += "/" + name;
     descriptor.replaceKey("/CharSet", QPDFObjectHandle::newString(names));
   }
-  if (descriptor.getKey("/CIDSet").isStream()) {
-    std::string bits;
-    std::set<std::uint32_t> cids = result.cids;
-    cids.insert(0);
-    for (const std::uint32_t cid : cids) {
-      if (cid > 0xffff) continue;
-      if (bits.size() <= cid / 8) bits.resize(cid / 8 + 1, '\0');
-      bits[cid / 8] = static_cast<char>(static_cast<unsigned char>(bits[cid / 8]) | 0x80u >> (cid % 8));
-    }
-    descriptor.replaceKey("/CIDSet", QPDFObjectHandle::newStream(&document.pdf(), bits));
+  if (!descriptor.getKey("/CIDSet").isStream()) return false;
+  std::string bits;
+  std::set<std::uint32_t> cids = result.cids;
+  cids.insert(0);
+  for (const std::uint32_t cid : cids) {
+    if (cid > 0xffff) continue;
+    if (bits.size() <= cid / 8) bits.resize(cid / 8 + 1, '\0');
+    bits[cid / 8] = static_cast<char>(static_cast<unsigned char>(bits[cid / 8]) | 0x80u >> (cid % 8));
   }
+  descriptor.replaceKey("/CIDSet", QPDFObjectHandle::newStream(&document.pdf(), bits));
+  return true;
 }
 
-void apply(Job& job, Document& document) {
+// True where there are new objects.
+bool apply(Job& job, Document& document) {
   font::SubsetResult& result = *job.after;
   const std::string tag = font::subsetTag(result.program);
   const bool isTrueType = result.form == font::ProgramForm::trueType;
   const char* subtype = isTrueType                                       ? ""
                         : result.form == font::ProgramForm::nameKeyedCff ? "/Type1C"
                                                                          : "/CIDFontType0C";
+  bool made = false;
   for (const FontUser& user : job.program->users) {
     setName(user.font, "/BaseFont", tag);
     setName(user.holder, "/BaseFont", tag);
   }
   for (QPDFObjectHandle& descriptor : job.program->descriptors) {
     setName(descriptor, "/FontName", tag);
-    updateDescriptor(descriptor, result, document);
+    made = updateDescriptor(descriptor, result, document) || made;
   }
   replaceProgram(*job.program, isTrueType ? ProgramKind::trueType : ProgramKind::cff, subtype,
                  std::move(result.program));
+  return made;
 }
 
 class SubsetFontsPass : public Pass {
  public:
   std::string_view name() const override { return "fonts-subset"; }
   bool keepsUsage() const override { return true; }
-  bool keepsObjects() const override { return true; }
+  bool keepsObjects() const override { return !madeObjects_; }
 
   Result<PassOutcome> process(PassContext& context) override {
     return withoutExceptions("fonts-subset", [&]() -> Result<PassOutcome> {
@@ -156,7 +160,7 @@ class SubsetFontsPass : public Pass {
       std::size_t changed = 0;
       for (Job& job : jobs) {
         if (!job.after) continue;
-        apply(job, context.document);
+        madeObjects_ = apply(job, context.document) || madeObjects_;
         ++changed;
       }
       if (changed == 0) return PassOutcome::unchanged;
@@ -164,6 +168,9 @@ class SubsetFontsPass : public Pass {
       return PassOutcome::changed;
     });
   }
+
+ private:
+  bool madeObjects_ = false;
 };
 
 }  // namespace

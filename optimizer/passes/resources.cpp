@@ -38,6 +38,7 @@ struct Names {
 class ResourcesPass : public Pass {
  public:
   std::string_view name() const override { return "resources"; }
+  bool keepsObjects() const override { return dropped_ == 0 && !letGo_; }
   Result<PassOutcome> process(PassContext& context) override {
     return withoutExceptions("Resources cannot be read", [&]() -> Result<PassOutcome> { return run(context); });
   }
@@ -56,6 +57,7 @@ class ResourcesPass : public Pass {
   std::map<Place, Names> places_;
   std::vector<QPDFObjectHandle> prunable_;  // resource dictionaries
   std::size_t dropped_ = 0, defaults_ = 0;
+  bool letGo_ = false;  // of an object by a default entry
 };
 
 PassOutcome ResourcesPass::run(PassContext& context) {
@@ -142,6 +144,7 @@ void ResourcesPass::prune() {
 }
 
 void ResourcesPass::drop(QPDFObjectHandle dictionary, const std::string& key) {
+  letGo_ = letGo_ || dictionary.getKey(key).isIndirect();
   dictionary.removeKey(key);
   ++defaults_;
 }

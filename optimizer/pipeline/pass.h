@@ -40,8 +40,8 @@ class Pass {
   virtual std::string_view name() const = 0;
   // True for a pass that changes neither content, images nor resources nor the objects' numbers.
   virtual bool keepsUsage() const { return false; }
-  // True for a pass that lets go of no object and refers to none from a new place: what the trailer leads to need not be
-  // walked anew after it.
+  // True for a pass that makes no object, lets go of none and refers to none from a new place: what the trailer leads to
+  // need not be walked anew after it. Asked after process(). Numbers and names that said how a stream was coded may go.
   virtual bool keepsObjects() const { return false; }
   virtual Result<PassOutcome> process(PassContext& context) = 0;
 };

@@ -28,12 +28,18 @@ PassOutcome runPass(Document& document, std::unique_ptr<Pass> pass, const Settin
   Report report;
   PassContext context{document, settings, pool, report};
   report.begin(std::string(pass->name()));
+  const Reach reach = document.reach();
   const Result<PassOutcome> outcome = pass->process(context);
   if (!outcome.ok()) {
     ADD_FAILURE() << pass->name() << ": " << outcome.error().message;
     return PassOutcome::unchanged;
   }
   if (*outcome == PassOutcome::changed && !pass->keepsObjects()) document.forgetReachable();
+  if (pass->keepsObjects()) {
+    for (const QPDFObjectHandle& object : reachableObjects(document.pdf())) {
+      EXPECT_EQ(reach.references.count(keyOf(object)), 1u) << pass->name() << " made an object that it denies";
+    }
+  }
   const bool changed = written(document) != before;
   EXPECT_FALSE(*outcome == PassOutcome::unchanged && changed) << pass->name() << " says it changed nothing";
   const Status valid = verifyInMemory(document);
