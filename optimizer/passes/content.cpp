@@ -46,7 +46,9 @@ struct Job {
 
 // Shorter text may pack worse: what counts is what the file will hold.
 bool worthwhile(const Job& job) {
-  constexpr int level = 6;
+  constexpr int level = 3;
+  constexpr double muchShorter = 0.7;
+  if (static_cast<double>(job.after->size()) < muchShorter * static_cast<double>(job.before.size())) return true;
   const ByteView after(reinterpret_cast<const std::uint8_t*>(job.after->data()), job.after->size());
   std::size_t packed = 0, packedBefore = 0;
   inParallel([&] { packed = deflate(after, level).size(); }, [&] { packedBefore = deflate(job.before, level).size(); });
