@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "optimizer/base/pool.h"
 #include "optimizer/base/vectorised.h"
 
 namespace optimizer::jpegtrellis {
@@ -20,17 +21,20 @@ void convert(const Pixels& pixels, bool complement, std::array<Samples, 3>& out)
   const int flip = complement ? 0xFF : 0;
   // In parts of 65536, which no sum below leaves the range with.
   constexpr int half = 1 << 15, middle = (128 << 16) + half;
-  vectorised([&]() OPTIMIZER_LOOP {
-    std::uint8_t *y = out[0].data(), *cb = out[1].data(), *cr = out[2].data();
-    const std::uint8_t* at = in;
-    const std::size_t n = count, stride = step;
-    const int turn = flip;
-    for (std::size_t i = 0; i < n; ++i, at += stride) {
-      const int r = at[0] ^ turn, g = at[1] ^ turn, b = at[2] ^ turn;
-      y[i] = static_cast<std::uint8_t>((19595 * r + 38470 * g + 7471 * b + half) >> 16);
-      cb[i] = static_cast<std::uint8_t>(std::min(255, (-11058 * r - 21710 * g + 32768 * b + middle) >> 16));
-      cr[i] = static_cast<std::uint8_t>(std::min(255, (32768 * r - 27439 * g - 5329 * b + middle) >> 16));
-    }
+  constexpr std::size_t enough = 256 << 10;  // to be worth a thread's while
+  inParts(0, count, enough, [&](std::size_t begin, std::size_t end) {
+    vectorised([&]() OPTIMIZER_LOOP {
+      std::uint8_t *y = out[0].data(), *cb = out[1].data(), *cr = out[2].data();
+      const std::size_t n = end, stride = step;
+      const std::uint8_t* at = in + begin * stride;
+      const int turn = flip;
+      for (std::size_t i = begin; i < n; ++i, at += stride) {
+        const int r = at[0] ^ turn, g = at[1] ^ turn, b = at[2] ^ turn;
+        y[i] = static_cast<std::uint8_t>((19595 * r + 38470 * g + 7471 * b + half) >> 16);
+        cb[i] = static_cast<std::uint8_t>(std::min(255, (-11058 * r - 21710 * g + 32768 * b + middle) >> 16));
+        cr[i] = static_cast<std::uint8_t>(std::min(255, (32768 * r - 27439 * g - 5329 * b + middle) >> 16));
+      }
+    });
   });
 }
 

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <iterator>
 
+#include "optimizer/base/pool.h"
+
 namespace optimizer::jpegtrellis {
 
 namespace {
@@ -141,31 +143,40 @@ bool write(Compressor& jpeg, int width, int height, const std::vector<Component>
 }
 
 constexpr std::size_t smallFile = 24 << 10;
+// From here on the first two are tried beside each other.
+constexpr std::size_t manyBlocks = 4096;
 
 }  // namespace
 
 Result<Bytes> writeJpeg(int width, int height, const std::vector<Component>& components,
                         const QuantTable& luma, const QuantTable& chroma) {
-  Bytes best;
-  enum class Outcome : std::uint8_t { smaller, larger, failed };
-  auto tryScans = [&](const Scans& scans) {
+  // Empty where it fails.
+  const auto written = [&](const Scans& scans) {
     Compressor jpeg;
-    if (!write(jpeg, width, height, components, luma, chroma, scans)) return Outcome::failed;
-    if (!best.empty() && jpeg.size >= best.size()) return Outcome::larger;
-    best.assign(jpeg.buffer, jpeg.buffer + jpeg.size);
-    return Outcome::smaller;
+    const bool done = write(jpeg, width, height, components, luma, chroma, scans);
+    return done ? Bytes(jpeg.buffer, jpeg.buffer + jpeg.size) : Bytes();
   };
   // Each way to write takes about as long as quantising did. More scans gain in large files only, and where the
   // first few more do not, further ones do not; without progression there are fewer headers and tables, which
   // tells in small files only.
-  Outcome outcome = tryScans(scansOf(components, scripts[0]));
-  if (outcome == Outcome::smaller && best.size() < smallFile) {
-    outcome = tryScans({});
-  } else {
-    for (std::size_t i = 1; i < std::size(scripts) && outcome == Outcome::smaller; ++i)
-      outcome = tryScans(scansOf(components, scripts[i]));
+  Bytes best, next;
+  const bool large = components[0].blocks.size() >= manyBlocks;
+  inParallel([&] { best = written(scansOf(components, scripts[0])); },
+             [&] { if (large) next = written(scansOf(components, scripts[1])); });
+  if (best.empty() || (large && next.empty()))
+    return Error{ErrorKind::internal, "JPEG coefficients could not be written"};
+  std::size_t script = large ? 2 : 1;
+  if (!large && best.size() < smallFile) {
+    next = written({});
+    script = std::size(scripts);
+  } else if (!large) {
+    next = written(scansOf(components, scripts[script++]));
   }
-  if (outcome == Outcome::failed) return Error{ErrorKind::internal, "JPEG coefficients could not be written"};
+  while (!next.empty() && next.size() < best.size()) {
+    best = std::move(next);
+    next.clear();
+    if (script < std::size(scripts)) next = written(scansOf(components, scripts[script++]));
+  }
   return best;
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 
+#include "optimizer/base/pool.h"
 #include "optimizer/base/vectorised.h"
 
 namespace optimizer {
@@ -45,14 +46,16 @@ Pixels lumaOf(const Pixels& pixels) {
   Pixels luma(pixels.width(), pixels.height(), 1, ColorKind::grey);
   const unsigned channels = pixels.channels();
   if (pixels.kind() == ColorKind::rgb) {
-    vectorised([&]() OPTIMIZER_LOOP {
-      const std::uint8_t* in = pixels.samples().data();
-      std::uint8_t* out = luma.samples().data();
-      const std::size_t n = luma.samples().size();
-      for (std::size_t i = 0; i < n; ++i) {
-        out[i] = static_cast<std::uint8_t>(
-            (77u * in[3 * i] + 150u * in[3 * i + 1] + 29u * in[3 * i + 2] + 128) >> 8);
-      }
+    constexpr std::size_t enough = 256 << 10;  // to be worth a thread's while
+    inParts(0, luma.samples().size(), enough, [&](std::size_t begin, std::size_t end) {
+      vectorised([&]() OPTIMIZER_LOOP {
+        const std::uint8_t* in = pixels.samples().data();
+        std::uint8_t* out = luma.samples().data();
+        for (std::size_t i = begin, n = end; i < n; ++i) {
+          out[i] = static_cast<std::uint8_t>(
+              (77u * in[3 * i] + 150u * in[3 * i + 1] + 29u * in[3 * i + 2] + 128) >> 8);
+        }
+      });
     });
     return luma;
   }

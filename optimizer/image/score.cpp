@@ -178,13 +178,16 @@ LookReference::Planes LookReference::view(const Viewed& viewed) const {
   const Pixels small = enlarged(blockAverage(pixels, width, height), width, height);
   planes.blue = Pixels(small.width(), small.height(), 1, ColorKind::grey);
   planes.red = planes.blue;
-  const unsigned n = small.channels();
-  for (std::size_t i = 0; i < small.pixelCount(); ++i) {
-    const std::uint8_t* s = small.samples().data() + i * n;
-    const int y = (77 * s[0] + 150 * s[1] + 29 * s[2] + 128) >> 8;
-    planes.blue.samples()[i] = static_cast<std::uint8_t>(std::clamp(128 + (s[2] - y) * 144 / 256, 0, 255));
-    planes.red.samples()[i] = static_cast<std::uint8_t>(std::clamp(128 + (s[0] - y) * 182 / 256, 0, 255));
-  }
+  vectorised([&]() OPTIMIZER_LOOP {
+    const std::uint8_t* s = small.samples().data();
+    std::uint8_t *blue = planes.blue.samples().data(), *red = planes.red.samples().data();
+    const std::size_t count = small.pixelCount(), n = small.channels();
+    for (std::size_t i = 0; i < count; ++i, s += n) {
+      const int y = (77 * s[0] + 150 * s[1] + 29 * s[2] + 128) >> 8;
+      blue[i] = static_cast<std::uint8_t>(std::clamp(128 + (s[2] - y) * 144 / 256, 0, 255));
+      red[i] = static_cast<std::uint8_t>(std::clamp(128 + (s[0] - y) * 182 / 256, 0, 255));
+    }
+  });
   return planes;
 }
 
