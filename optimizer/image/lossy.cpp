@@ -134,7 +134,7 @@ LookResult JpegSearch::encode() const {
 
 bool passes(const Look& look, const LookFloor& floor) {
   return look.structure >= floor.structure && look.busy >= floor.busy && look.worst >= floor.worst &&
-         look.chroma <= floor.chroma;
+         look.chroma <= floor.chroma && look.tone <= floor.tone;
 }
 
 LookResult encodeJpegForLook(const Pixels& pixels, const LookTarget& target, int highest,

@@ -11,11 +11,12 @@
 namespace optimizer {
 
 // What a lossy candidate must keep. Viewed at normal size (see viewingDpi): `structure`, `busy` and `worst`
-// are the least allowed, `chroma` the most. `shown` is the least structure as common viewers show it, which
+// are the least allowed, `chroma` and `tone` the most. `shown` is the least structure as common viewers show it, which
 // is where their coarse reduction adds to the loss. At its own size the candidate must keep `closeUp` of its
 // structure.
 struct LookFloor {
   double structure, busy, worst, chroma, shown, closeUp;
+  double tone = 3;
 };
 
 // Normal viewing is a page at this resolution.

@@ -85,7 +85,7 @@ class SlopeSearch {
 Loss lossOf(const Look& look, const LookFloor& floor) {
   const double ratio = look.chroma / std::max(floor.chroma, 0.01);
   return {std::max({excess(look.structure, floor.structure), excess(look.busy, floor.busy),
-                    excess(look.worst, floor.worst)}),
+                    excess(look.worst, floor.worst), look.tone / floor.tone}),
           look.chroma <= floor.chroma ? 0.999 * ratio : std::max(ratio, 1.001)};
 }
 
@@ -138,7 +138,7 @@ std::optional<EncodedImage> encodeJpxLike(const Pixels& pixels, const EncodedIma
   if (!wanted) return std::nullopt;
   const LookReference reference(pixels, pixels.width(), pixels.height());
   const Look least = reference.compare(*wanted);
-  const LookFloor floor{least.structure, least.busy, least.worst, least.chroma, 0, 0};
+  const LookFloor floor{least.structure, least.busy, least.worst, least.chroma, 0, 0, std::max(1.0, least.tone)};
   return smallestJpx(pixels, mostBytes,
                      [&](const Pixels& shown) { return lossOf(reference.compare(shown), floor); });
 }

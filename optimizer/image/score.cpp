@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 
 #include "optimizer/base/pool.h"
 #include "optimizer/base/vectorised.h"
@@ -119,6 +120,21 @@ Look structureOf(const Pixels& a, const Pixels& b) {
   return look;
 }
 
+// Parts of a picture whose mean tones are compared: so many across and down, but none smaller than half an inch or so.
+constexpr std::uint32_t toneParts = 16, leastTonePart = 48;
+
+Pixels tonesOf(const Pixels& luma) {
+  const auto parts = [](std::uint32_t side) { return std::clamp(side / leastTonePart, 1u, toneParts); };
+  return blockAverage(luma, parts(luma.width()), parts(luma.height()));
+}
+
+double largestDifference(const Pixels& a, const Pixels& b) {
+  int largest = 0;
+  for (std::size_t i = 0; i < a.samples().size(); ++i)
+    largest = std::max(largest, std::abs(int{a.samples()[i]} - int{b.samples()[i]}));
+  return largest;
+}
+
 // A picture smaller than the view is shown enlarged, nearest pixel by nearest pixel.
 Pixels enlarged(Pixels pixels, std::uint32_t width, std::uint32_t height) {
   if (pixels.width() == width && pixels.height() == height) return pixels;
@@ -161,6 +177,7 @@ LookReference::LookReference(const Pixels& reference, std::uint32_t width, std::
       reduction_(reduction),
       reference_(view(Viewed(reference))) {
   if (reference_.luma.empty()) reference_.luma = lumaOf(reference);
+  if (reduction_ == Reduction::area) tones_ = tonesOf(reference_.luma);
 }
 
 LookReference::Planes LookReference::view(const Viewed& viewed) const {
@@ -193,7 +210,9 @@ LookReference::Planes LookReference::view(const Viewed& viewed) const {
 
 Look LookReference::compare(const Viewed& candidate) const {
   const Planes shown = view(candidate);
-  Look look = structureOf(reference_.luma, shown.luma.empty() ? candidate.luma() : shown.luma);
+  const Pixels& luma = shown.luma.empty() ? candidate.luma() : shown.luma;
+  Look look = structureOf(reference_.luma, luma);
+  if (!tones_.empty()) look.tone = largestDifference(tones_, tonesOf(luma));
   if (reference_.blue.empty()) return look;
   if (shown.blue.empty()) {
     // A grey candidate has no colour differences: all at the middle.

@@ -12,9 +12,10 @@ namespace optimizer {
 // 1 is the same picture. `structure` is the mean structural similarity (SSIM) of the luma; `busy` weighs each
 // place by how much it shows, so that text and edges count and empty paper does not; `worst` is the mean of
 // the worst four-hundredth part: a line of text on a page; `chroma` is the root mean square error of the
-// colour differences, in levels of 255.
+// colour differences, in levels of 255. `tone` is by how many levels the mean luma of any sixteenth of the width and
+// height is off: structure hardly knows of slow changes of light, which the eye sees.
 struct Look {
-  double structure = 1, busy = 1, worst = 1, chroma = 0;
+  double structure = 1, busy = 1, worst = 1, chroma = 0, tone = 0;
 };
 
 // How a picture is reduced to the size at which it is looked at: with true averages, which is what the
@@ -61,6 +62,7 @@ class LookReference {
   std::uint32_t width_, height_;
   Reduction reduction_;
   Planes reference_;
+  Pixels tones_;  // of the parts for Look::tone
 };
 
 }  // namespace optimizer
