@@ -273,6 +273,17 @@ TEST(Recode, HoldsNumbersFrom50ToTheLook) {
   EXPECT_LT(bytesOf(numbered(90, 150)), bytesOf(numbered(97, 150)));
 }
 
+// What a slight reduction blurs may take more bytes; what a strong one leaves takes fewer.
+TEST(Recode, ReducesSlightlyOnlyWhereThatTakesFewerBytes) {
+  const auto recoded = [](const ImageJob& job, const Settings& settings) { return *recodeImage(job, settings); };
+  const Pixels fine = resample(expandTo8Bits(strokes(1800, 1400)), 900, 700);
+  const ImageJob slight = jobOf(fine, 180), strong = jobOf(fine, 300);
+  EXPECT_LE(recoded(slight, numbered(60, 150)).image.cost(), recoded(slight, webSettings()).image.cost());
+  EXPECT_EQ(recoded(slight, numbered(60, 150)).image.width, 900u);
+  EXPECT_EQ(recoded(strong, numbered(60, 150)).image.width, 450u);
+  EXPECT_EQ(recoded(jobOf(photo(900, 700), 180), numbered(60, 150)).image.width, 750u);
+}
+
 TEST(Recode, LeavesImagesOfUnknownUseAtTheirSize) {
   const std::optional<RecodedImage> image = [] {
     ImageJob job = jobOf(bars(400, 300), 0);

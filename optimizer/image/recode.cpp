@@ -29,6 +29,9 @@ constexpr double codingReserve = 0.012;
 // Where the settings' resolution cannot carry an image's detail, this multiple of it is tried.
 constexpr double finerResolution = 4.0 / 3;
 
+// Up to so many times the resolution an image is hardly finer than what was asked for.
+constexpr double slightReduction = 1.5;
+
 // What a palette of fewer colours must keep at the image's own size: bands in smooth colours show there.
 constexpr double fewColorsCloseUp = 0.97;
 // What the same coefficients of a JPEG take at least when they are coded anew.
@@ -426,12 +429,15 @@ void Recoding::tonedImage(Pixels pixels) {
         !rules_.continuous(Codec::jpeg) || smaller.kind() == ColorKind::other) {
       offerLossless(smaller, smallerFacts, false);
     }
-    if (offerLossy(judge, smaller, smallerFacts)) return;
+    const bool settled = offerLossy(judge, smaller, smallerFacts);
+    if (settled && settings_.perceptualQuality) return;
+    if (settings_.perceptualQuality) continue;
     // A resolution that was asked for is kept to, and so is the number where no quality keeps the look.
-    if (!settings_.perceptualQuality) {
-      offerLossy(nullptr, smaller, smallerFacts);
-      return;
-    }
+    if (!settled) offerLossy(nullptr, smaller, smallerFacts);
+    // But a slight reduction blurs, and what is blurred may take more bytes to look worse.
+    const bool slight = judge != nullptr && std::max(job_.dpiX, job_.dpiY) <= slightReduction * wanted.resolution;
+    if (slight) offerLossy(judge, pixels, facts);
+    return;
   }
   // Nothing to resample, or detail that a lower resolution cannot carry: quality does the work.
   if (!offerLossy(judge, pixels, facts) && !settings_.perceptualQuality) offerLossy(nullptr, pixels, facts);
