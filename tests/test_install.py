@@ -67,6 +67,43 @@ def test_an_engine_that_is_missing_is_an_abnormal_stop(granted, installed):
     assert granted.names() == ["a.pdf"]
 
 
+# The part of kelvara that looks into documents is loaded by the commands that do.
+
+
+def companion(world, prefix, *arguments, **environment):
+    values = world.start_environment(environment, recording=False)
+    return subprocess.run([prefix / "bin" / "kelvara", *arguments], env=values, cwd=world.documents, capture_output=True, text=True)
+
+
+def test_the_installed_companion_looks_into_documents(granted, installed):
+    moved = granted.root / "elsewhere"
+    installed.rename(moved)
+    audit = companion(granted, moved, "audit", SAMPLE)
+    assert (audit.returncode, audit.stderr) == (0, "")
+    compare = companion(granted, moved, "compare", SAMPLE, SAMPLE)
+    assert (compare.returncode, compare.stderr) == (0, "")
+
+
+@pytest.mark.skipif(SANITIZED, reason="linked in the plain way under the sanitizers")
+def test_the_companion_grants_without_the_engines_libraries(granted, installed):
+    grant = companion(granted, installed, "grant", granted.documents, LD_DEBUG="files")
+    assert grant.returncode == 0 and "libstdc++" in grant.stderr and "libqpdf" not in grant.stderr
+    assert "libqpdf" in companion(granted, installed, "audit", SAMPLE, LD_DEBUG="files").stderr
+
+
+@pytest.mark.skipif(SANITIZED, reason="linked in the plain way under the sanitizers")
+def test_a_part_of_the_companion_that_is_missing_is_an_error(granted, installed):
+    [part] = installed.rglob("kelvara_documents.so")
+    engine = part.parent.parent / "libPdfOptimizeAPI.so"
+    for spoil in (part.unlink, lambda: shutil.copy(engine, part)):
+        spoil()
+        for status, arguments in ((1, ["audit", SAMPLE]), (2, ["compare", SAMPLE, SAMPLE])):
+            run = companion(granted, installed, *arguments)
+            assert (run.returncode, run.stdout) == (status, "")
+            assert "kelvara_documents.so" in run.stderr and "Install kelvara again." in run.stderr
+        assert companion(granted, installed, "status").returncode == 0
+
+
 # The engine for other programs.
 
 USER = Path(__file__).resolve().parent / "engine_user"

@@ -47,6 +47,7 @@ def test_the_package_holds_the_programs_and_what_belongs_to_them(packages):
     ]  # fmt: skip
     assert set(expected) <= set(files)
     assert len([path for path in files if path.endswith("/libPdfOptimizeAPI.so")]) == 1
+    assert len([path for path in files if path.endswith("/kelvara/kelvara_documents.so")]) == 1
     assert not [path for path in files if path.endswith((".h", ".cmake", ".pc", ".a"))]
     assert {owner for _, owner in files.values()} == {"root/root"}
     assert not [path for path, (mode, _) in files.items() if mode[5] == "w" or mode[8] == "w"]
