@@ -1,7 +1,9 @@
 #include "optimizer/codec/jpeg_trellis.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstring>
 
 #include "optimizer/base/pool.h"
 #include "optimizer/codec/jpeg_trellis_planes.h"
@@ -20,6 +22,16 @@ void loadBlock(const Plane& plane, int bx, int by, Block& samples) {
     for (std::size_t x = 0; x < 8; ++x) samples[y * 8 + x] = static_cast<float>(from[x]) - 128;
 }
 
+// Most blocks of what is drawn are of one tone: they have nothing to transform.
+bool ofOneTone(const Plane& plane, int bx, int by) {
+  const std::uint8_t* row = plane.block(bx, by);
+  std::array<std::uint8_t, 8> first;
+  first.fill(*row);
+  for (int y = 0; y < 8; ++y, row += plane.stride())
+    if (std::memcmp(row, first.data(), first.size()) != 0) return false;
+  return true;
+}
+
 // Learns prices from a spread of block rows quantised plainly.
 void learnRates(const Plane& plane, const QuantTable& table, RateModel& rates) {
   int step = std::max(1, plane.blocksHigh / std::max(1, 20000 / plane.blocksWide));
@@ -28,9 +40,14 @@ void learnRates(const Plane& plane, const QuantTable& table, RateModel& rates) {
   for (int by = 0; by < plane.blocksHigh; by += step) {
     int before = 0;
     for (int bx = 0; bx < plane.blocksWide; ++bx) {
-      loadBlock(plane, bx, by, samples);
-      forwardDct(samples, coefficients);
-      quantizePlainly(coefficients, table, block);
+      if (ofOneTone(plane, bx, by)) {
+        block.fill(0);
+        block[0] = static_cast<std::int16_t>(std::lround((*plane.block(bx, by) - 128) * 8.0 / table[0]));
+      } else {
+        loadBlock(plane, bx, by, samples);
+        forwardDct(samples, coefficients);
+        quantizePlainly(coefficients, table, block);
+      }
       rates.count(block);
       rates.countDc(block[0] - before);
       before = block[0];
@@ -103,11 +120,17 @@ Component codePlane(const Plane& plane, const QuantTable& table) {
       for (int mx = 0; mx < plane.blocksWide; mx += plane.h)
         for (int by = my; by < my + plane.v; ++by)
           for (int bx = mx; bx < mx + plane.h; ++bx) {
-            loadBlock(plane, bx, by, samples);
-            forwardDct(samples, coefficients);
             std::size_t at = static_cast<std::size_t>(by) * static_cast<std::size_t>(plane.blocksWide) +
                              static_cast<std::size_t>(bx);
             Quantized& block = component.blocks[at];
+            if (ofOneTone(plane, bx, by)) {
+              block.fill(0);
+              exactDc[next] = (static_cast<float>(*plane.block(bx, by)) - 128) * 8 / table[0];
+              order[next++] = at;
+              continue;
+            }
+            loadBlock(plane, bx, by, samples);
+            forwardDct(samples, coefficients);
             float scale = activityScale(coefficients);
             quantizeBlock(coefficients, settings, rates, scale, block);
             for (int i = 0; i < releases && releaseClamped(samples, block, table); ++i) {
