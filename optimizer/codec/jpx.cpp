@@ -159,8 +159,12 @@ Result<Pixels> decodeJpx(ByteView data) {
     const int high = (1 << image->comps[c].prec) - 1;
     const OPJ_INT32* in = image->comps[c].data;
     std::uint8_t* out = pixels.samples().data() + c;
-    for (std::size_t i = 0; i < pixels.pixelCount(); ++i, out += count) {
-      *out = static_cast<std::uint8_t>(std::clamp(in[i], 0, high) * 255 / high);
+    const std::size_t size = pixels.pixelCount();
+    if (high == 255) {
+      for (std::size_t i = 0; i < size; ++i, out += count) *out = static_cast<std::uint8_t>(std::clamp(in[i], 0, 255));
+    } else {
+      for (std::size_t i = 0; i < size; ++i, out += count)
+        *out = static_cast<std::uint8_t>(std::clamp(in[i], 0, high) * 255 / high);
     }
   }
   return pixels;
