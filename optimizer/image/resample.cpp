@@ -248,12 +248,19 @@ void blockRow(const std::uint32_t* sums, const Blocks& blocks, unsigned anyChann
   }
   for (std::size_t x = 0; x + 1 < blocks.columns.size(); ++x) {
     const std::uint32_t wide = blocks.columns[x + 1] - blocks.columns[x];
-    const std::uint32_t* first = sums + std::size_t{blocks.columns[x]} * channels;
-    const std::uint32_t* last = first + std::size_t{wide} * channels;
-    for (unsigned c = 0; c < channels; ++c) {
-      std::uint64_t sum = 0;
-      for (const std::uint32_t* at = first + c; at < last; at += channels) sum += *at;
-      *out++ = static_cast<std::uint8_t>(sum * reciprocals[wide - blocks.narrow] >> precision);
+    const std::uint32_t* at = sums + std::size_t{blocks.columns[x]} * channels;
+    const std::uint64_t reciprocal = reciprocals[wide - blocks.narrow];
+    if constexpr (N != 0) {
+      std::array<std::uint32_t, N> all{};
+      for (std::uint32_t i = 0; i < wide; ++i, at += N)
+        for (unsigned c = 0; c < N; ++c) all[c] += at[c];
+      for (unsigned c = 0; c < N; ++c) *out++ = static_cast<std::uint8_t>(all[c] * reciprocal >> precision);
+    } else {
+      for (unsigned c = 0; c < channels; ++c) {
+        std::uint32_t sum = 0;
+        for (std::uint32_t i = 0; i < wide; ++i) sum += at[std::size_t{i} * channels + c];
+        *out++ = static_cast<std::uint8_t>(sum * reciprocal >> precision);
+      }
     }
   }
 }
@@ -284,7 +291,7 @@ Pixels blockAverage(const Pixels& pixels, std::uint32_t width, std::uint32_t hei
     std::vector<std::uint32_t> sums(pixels.stride());
     for (auto y = static_cast<std::uint32_t>(begin); y < end; ++y) {
       const std::uint8_t* first = pixels.row(rows[y]);
-      for (std::size_t i = 0; i < sums.size(); ++i) sums[i] = first[i];
+      std::copy(first, first + sums.size(), sums.begin());
       for (std::uint32_t row = rows[y] + 1; row < rows[y + 1]; ++row) {
         vectorised([&]() OPTIMIZER_LOOP {
           const std::uint8_t* in = pixels.row(row);
