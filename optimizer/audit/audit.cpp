@@ -147,8 +147,8 @@ class Accounting {
       item.band = usage_.complete ? DpiBand::neverDrawn : DpiBand::unknown;
       return;
     }
-    item.dpi = std::min(use->dpiX, use->dpiY);
-    if (!std::isfinite(item.dpi)) item.dpi = 0;
+    const ImageResolution resolution = resolutionOf(*use, dictionary);
+    item.dpi = std::min(resolution.x, resolution.y);
     item.band = bandOf(item.dpi);
     if (!use->pages.empty()) item.page = *use->pages.begin() + 1;
   }

@@ -35,10 +35,14 @@ struct PageFrame {
 };
 
 struct ImageInfo {
-  double width = 0, height = 0;
   std::vector<QPDFObjGen> alternates;
   std::vector<QPDFObjGen> masks;
 };
+
+double numberOf(QPDFObjectHandle dictionary, const char* key) {
+  QPDFObjectHandle value = dictionary.getKey(key);
+  return value.isNumber() ? value.getNumericValue() : 0;
+}
 
 QPDFObjectHandle inherited(QPDFObjectHandle page, const std::string& key) {
   for (int depth = 0; page.isDictionary() && depth < maxTreeDepth; ++depth) {
@@ -82,8 +86,7 @@ class Analysis {
   void replay(const Summary& summary, const Matrix& matrix, const Rect& clip, const PageFrame& page);
   void replayUnsized(const Summary& summary);
   void drawn(const ImageDraw& draw, const Matrix& matrix, const Rect& clip, const PageFrame& page);
-  void count(ImageUse& use, QPDFObjGen image, const Matrix& matrix, const Rect& visible, double coverage,
-             const PageFrame& page);
+  void count(ImageUse& use, const Matrix& matrix, const Rect& visible, double coverage, const PageFrame& page);
   ImageUse& useOf(std::map<QPDFObjGen, ImageUse>& uses, QPDFObjGen image);
   const ImageInfo& infoOf(QPDFObjGen image);
 
@@ -260,31 +263,26 @@ void Analysis::drawn(const ImageDraw& draw, const Matrix& outer, const Rect& cli
     visible = intersect(mapBounds(shown, inverse), unitSquare);
     coverage = std::min({1.0, area / page.box.area(), intersect(bounds, page.box).area() / page.box.area()});
   }
-  count(useOf(usage_.images, draw.image), draw.image, matrix, visible, coverage, page);
+  count(useOf(usage_.images, draw.image), matrix, visible, coverage, page);
   const ImageInfo& info = infoOf(draw.image);
   for (QPDFObjGen alternate : info.alternates) {
-    count(useOf(usage_.images, alternate), alternate, matrix, visible, coverage, page);
+    count(useOf(usage_.images, alternate), matrix, visible, coverage, page);
   }
   for (QPDFObjGen mask : info.masks) {
-    count(useOf(usage_.masks, mask), mask, matrix, visible, coverage, page);
+    count(useOf(usage_.masks, mask), matrix, visible, coverage, page);
   }
 }
 
-void Analysis::count(ImageUse& use, QPDFObjGen image, const Matrix& matrix, const Rect& visible, double coverage,
+void Analysis::count(ImageUse& use, const Matrix& matrix, const Rect& visible, double coverage,
                      const PageFrame& page) {
-  const ImageInfo& info = infoOf(image);
-  const double width = matrix.scaleX() * page.unit / 72, height = matrix.scaleY() * page.unit / 72;
   // A side of no length shows nothing: it says nothing about the resolution.
-  const auto largest = [](double& dpi, double pixels, double inches) {
-    if (inches > 0 && std::isfinite(inches) && pixels > 0) {
-      dpi = dpi == 0 ? pixels / inches : std::min(dpi, pixels / inches);
-    }
+  const auto measure = [](double& largest, double& smallest, double inches) {
+    if (!(inches > 0) || !std::isfinite(inches)) return;
+    smallest = smallest == 0 ? inches : std::min(smallest, inches);
+    largest = std::max(largest, inches);
   };
-  for (const double dpi : {info.width / width, info.height / height}) {
-    if (std::isfinite(dpi)) use.finestDpi = std::max(use.finestDpi, dpi);
-  }
-  largest(use.dpiX, info.width, width);
-  largest(use.dpiY, info.height, height);
+  measure(use.largestWidth, use.smallestWidth, matrix.scaleX() * page.unit / 72);
+  measure(use.largestHeight, use.smallestHeight, matrix.scaleY() * page.unit / 72);
   Rect known{use.visibleLeft, use.visibleBottom, use.visibleRight, use.visibleTop};
   known = unite(known, visible);
   use.visibleLeft = known.left, use.visibleRight = known.right;
@@ -319,12 +317,6 @@ const ImageInfo& Analysis::infoOf(QPDFObjGen image) {
   QPDFObjectHandle object = pdf_.getObject(image);
   if (object.isStream()) {
     QPDFObjectHandle dict = object.getDict();
-    const auto number = [&](const char* key) {
-      QPDFObjectHandle value = dict.getKey(key);
-      return value.isNumber() ? value.getNumericValue() : 0;
-    };
-    info.width = number("/Width");
-    info.height = number("/Height");
     for (const char* key : {"/SMask", "/Mask"}) {
       if (QPDFObjectHandle mask = dict.getKey(key); mask.isStream()) {
         info.masks.push_back(mask.getObjGen());
@@ -367,6 +359,16 @@ DocumentUsage Analysis::finish() {
 }
 
 }  // namespace
+
+ImageResolution resolutionOf(const ImageUse& use, QPDFObjectHandle dictionary) {
+  const double width = numberOf(dictionary, "/Width"), height = numberOf(dictionary, "/Height");
+  const auto dpi = [](double pixels, double inches) {
+    const double value = pixels > 0 && inches > 0 ? pixels / inches : 0;
+    return std::isfinite(value) ? value : 0;
+  };
+  return {dpi(width, use.largestWidth), dpi(height, use.largestHeight),
+          std::max(dpi(width, use.smallestWidth), dpi(height, use.smallestHeight))};
+}
 
 DocumentUsage analyzeUsage(QPDF& pdf, const std::vector<QPDFObjectHandle>& pages) {
   try {

@@ -20,12 +20,10 @@ class Document;
 struct ImageUse {
   // False when it may also be drawn at a size not known here: then its resolution and its edges stay as they are.
   bool complete = true;
-  // Effective resolution in dots per inch at the image's largest use (the smallest value over all draws), along the
-  // image's own axes, for the Width and Height of its dictionary; 0 when it is never drawn on a page.
-  double dpiX = 0;
-  double dpiY = 0;
-  // The highest resolution over all draws, along either axis: that of the smallest use.
-  double finestDpi = 0;
+  // Inches that the largest and the smallest of its draws on a page take along the image's own axes; 0 where there are
+  // none of any length. They hold whatever number of pixels the image has: resolutionOf.
+  double largestWidth = 0, largestHeight = 0;
+  double smallestWidth = 0, smallestHeight = 0;
   // Smallest rectangle of the unit square of image space (origin bottom left) that holds every part a page ever shows,
   // clip paths and media boxes considered (many programs show and print what lies beyond the crop box, too); {0,0,1,1} where that is not known to be smaller, and for an image that no
   // page shows at all. Exact to rounding: leave a pixel around it.
@@ -34,6 +32,7 @@ struct ImageUse {
   double pageCoverage = 0;
   int drawCount = 0;
   std::set<int> pages;  // indexes of the pages on which it is drawn, directly or through forms
+  bool operator==(const ImageUse&) const = default;
 };
 
 // Every character code shown through one font dictionary.
@@ -43,6 +42,7 @@ struct FontUse {
   // Simple fonts: one byte. Composite fonts: the code's bytes, high byte first, as its CMap's codespace splits them;
   // codes of different lengths and equal value are not told apart.
   std::set<std::uint32_t> codes;
+  bool operator==(const FontUse&) const = default;
 };
 
 struct DocumentUsage {
@@ -61,7 +61,17 @@ struct DocumentUsage {
   std::map<QPDFObjGen, std::set<std::string>> resources;
   // Names, without slash, under which content draws an external object that no resources have.
   std::set<std::string> missingXObjects;
+  bool operator==(const DocumentUsage&) const = default;
 };
+
+// Dots per inch of an image for the Width and Height that its dictionary has now.
+struct ImageResolution {
+  // Along its own axes at its largest use (the smallest value over all draws); 0 when it is never drawn on a page.
+  double x = 0, y = 0;
+  double finest = 0;  // along either axis at its smallest use
+};
+
+ImageResolution resolutionOf(const ImageUse& use, QPDFObjectHandle dictionary);
 
 // Interprets the whole document. Bounded in depth and time on hostile input; what cannot be read clears `complete`.
 // Font dictionaries that stand directly in a resource dictionary become indirect objects on the way.

@@ -24,6 +24,10 @@ std::string xObject(int number) { return "<< /XObject << /X " + PdfBuilder::ref(
 
 const ImageUse& useOf(const DocumentUsage& usage, int number) { return usage.images.at(QPDFObjGen(number, 0)); }
 
+ImageResolution resolutionOf(const ImageUse& use, int width, int height) {
+  return optimizer::resolutionOf(use, QPDFObjectHandle::parse("<< " + image(width, height) + " >>"));
+}
+
 constexpr double kExact = 1e-9;
 
 TEST(Usage, imageResolutionFollowsTheMatrix) {
@@ -40,16 +44,30 @@ TEST(Usage, imageResolutionFollowsTheMatrix) {
     pdf.addPage(c.content, xObject(picture));
     const DocumentUsage usage = analyzeUsage(*pdf.open());
     EXPECT_TRUE(usage.complete);
-    EXPECT_NEAR(useOf(usage, picture).dpiX, c.dpiX, kExact) << c.content;
-    EXPECT_NEAR(useOf(usage, picture).dpiY, c.dpiY, kExact) << c.content;
+    EXPECT_NEAR(resolutionOf(useOf(usage, picture), 100, 50).x, c.dpiX, kExact) << c.content;
+    EXPECT_NEAR(resolutionOf(useOf(usage, picture), 100, 50).y, c.dpiY, kExact) << c.content;
   }
+}
+
+TEST(Usage, resolutionFollowsTheSizeInPixels) {
+  PdfBuilder pdf;
+  const int picture = pdf.addStream(image(100, 50), pixels(100, 50));
+  pdf.addPage("q 36 0 0 36 0 0 cm /X Do Q 72 0 0 18 9 9 cm /X Do", xObject(picture));
+  const ImageUse use = useOf(analyzeUsage(*pdf.open()), picture);
+  const ImageResolution before = resolutionOf(use, 100, 50), after = resolutionOf(use, 20, 25);
+  EXPECT_NEAR(before.finest, 200, kExact) << "of all draws and both axes";
+  EXPECT_NEAR(after.x, 20, kExact);
+  EXPECT_NEAR(after.y, 50, kExact);
+  EXPECT_NEAR(after.finest, 100, kExact);
+  EXPECT_EQ(resolutionOf(use, 0, -5).finest, 0);
+  EXPECT_EQ(resolutionOf(ImageUse(), 100, 50).x, 0) << "never drawn";
 }
 
 TEST(Usage, userUnitCounts) {
   PdfBuilder pdf;
   const int picture = pdf.addStream(image(100, 50), pixels(100, 50));
   pdf.addPage("72 0 0 72 0 0 cm /X Do", xObject(picture), "/UserUnit 2");
-  EXPECT_NEAR(useOf(analyzeUsage(*pdf.open()), picture).dpiX, 50, kExact);
+  EXPECT_NEAR(resolutionOf(useOf(analyzeUsage(*pdf.open()), picture), 100, 50).x, 50, kExact);
 }
 
 TEST(Usage, visiblePartFollowsClipsAndBoxes) {
@@ -88,7 +106,7 @@ TEST(Usage, formsScaleClipAndRepeat) {
   pdf.addPage("/X Do", xObject(form));
   const DocumentUsage usage = analyzeUsage(*pdf.open());
   const ImageUse& use = useOf(usage, picture);
-  EXPECT_NEAR(use.dpiX, 50, kExact);
+  EXPECT_NEAR(resolutionOf(use, 100, 100).x, 50, kExact);
   EXPECT_NEAR(use.visibleTop, 0.5, 1e-9);
   EXPECT_EQ(use.drawCount, 3);
   EXPECT_THAT(use.pages, ElementsAre(0, 1));
@@ -102,7 +120,7 @@ TEST(Usage, formsWithoutResourcesTakeThePages) {
   const int page = pdf.addPage(
       "/X Do", "<< /XObject << /X " + PdfBuilder::ref(form) + " /Y " + PdfBuilder::ref(picture) + " /Z null >> >>");
   const DocumentUsage usage = analyzeUsage(*pdf.open());
-  EXPECT_NEAR(useOf(usage, picture).dpiX, 100, kExact);
+  EXPECT_NEAR(resolutionOf(useOf(usage, picture), 100, 100).x, 100, kExact);
   EXPECT_THAT(usage.resources.at(QPDFObjGen(page, 0)), UnorderedElementsAre("XObject/X", "XObject/Y"));
 }
 
@@ -116,7 +134,7 @@ TEST(Usage, patternsCountFromTheSpaceOfTheirContent) {
   const std::string resources = "<< /Pattern << /P " + PdfBuilder::ref(pattern) + " >> >>";
   pdf.addPage("9 0 0 9 0 0 cm /Pattern cs /P scn 0 0 10 10 re f", resources);
   const DocumentUsage usage = analyzeUsage(*pdf.open());
-  EXPECT_NEAR(useOf(usage, picture).dpiX, 200, kExact);
+  EXPECT_NEAR(resolutionOf(useOf(usage, picture), 100, 100).x, 200, kExact);
 }
 
 TEST(Usage, softMaskGroupsAndImageMasksCount) {
@@ -129,9 +147,9 @@ TEST(Usage, softMaskGroupsAndImageMasksCount) {
   pdf.addPage("/G gs 0 0 9 9 re f",
               "<< /ExtGState << /G << /SMask << /S /Luminosity /G " + PdfBuilder::ref(group) + " >> >> >> >>");
   const DocumentUsage usage = analyzeUsage(*pdf.open());
-  EXPECT_NEAR(useOf(usage, picture).dpiX, 100, kExact);
+  EXPECT_NEAR(resolutionOf(useOf(usage, picture), 100, 100).x, 100, kExact);
   EXPECT_EQ(usage.images.count(QPDFObjGen(mask, 0)), 0u);
-  EXPECT_NEAR(usage.masks.at(QPDFObjGen(mask, 0)).dpiX, 50, kExact);
+  EXPECT_NEAR(resolutionOf(usage.masks.at(QPDFObjGen(mask, 0)), 50, 50).x, 50, kExact);
 }
 
 TEST(Usage, appearancesAreFittedToTheirRectangle) {
@@ -142,8 +160,8 @@ TEST(Usage, appearancesAreFittedToTheirRectangle) {
   pdf.addPage("", "<< >>", "/Annots [<< /Type /Annot /Subtype /Stamp /F 2 /Rect [100 100 172 136] /AP << /N << /On " +
                                PdfBuilder::ref(form) + " >> >> >>]");
   const DocumentUsage usage = analyzeUsage(*pdf.open());
-  EXPECT_NEAR(useOf(usage, picture).dpiX, 100, kExact);
-  EXPECT_NEAR(useOf(usage, picture).dpiY, 200, kExact);
+  EXPECT_NEAR(resolutionOf(useOf(usage, picture), 100, 100).x, 100, kExact);
+  EXPECT_NEAR(resolutionOf(useOf(usage, picture), 100, 100).y, 200, kExact);
 }
 
 TEST(Usage, glyphProceduresOfUsedCodesCount) {
@@ -157,7 +175,7 @@ TEST(Usage, glyphProceduresOfUsedCodesCount) {
   const std::string resources = "<< /Font << /F " + PdfBuilder::ref(font) + " >> >>";
   pdf.addPage("BT /F 10 Tf 10 0 0 10 0 0 Tm (A) Tj ET", resources);
   const DocumentUsage usage = analyzeUsage(*pdf.open());
-  EXPECT_NEAR(useOf(usage, picture).dpiX, 100, kExact);
+  EXPECT_NEAR(resolutionOf(useOf(usage, picture), 100, 100).x, 100, kExact);
   EXPECT_THAT(usage.fonts.at(QPDFObjGen(font, 0)).codes, ElementsAre('A'));
   EXPECT_THAT(usage.resources.at(QPDFObjGen(font, 0)), ElementsAre("XObject/X"));
 }

@@ -153,7 +153,7 @@ std::optional<Task> ClipImagesPass::plan(QPDFObjectHandle image, const ImageUse&
     stepY = std::lcm(stepY, stepOf(picture.height, mask.source.height));
   }
   if (stepX > picture.width || stepY > picture.height) return std::nullopt;
-  const double far = task.how == Cut::blank ? kBlendedPixels * use.finestDpi / kCoarsestView : 0;
+  const double far = task.how == Cut::blank ? kBlendedPixels * resolutionOf(use, dictionary).finest / kCoarsestView : 0;
   const double margin = std::max(kMargin, far);
   const Span across = spanOf(picture.width, use.visibleLeft, use.visibleRight, margin, grid, stepX);
   const Span down = spanOf(picture.height, 1 - use.visibleTop, 1 - use.visibleBottom, margin, grid, stepY);

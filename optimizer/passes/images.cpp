@@ -69,6 +69,7 @@ std::string dictionaryKey(QPDFObjectHandle dictionary) {
 class ImagesPass : public Pass {
  public:
   std::string_view name() const override { return "images"; }
+  bool keepsUsage() const override { return usageHolds_; }
 
   Result<PassOutcome> process(PassContext& context) override {
     return withoutExceptions("images", [&]() -> Result<PassOutcome> {
@@ -78,6 +79,7 @@ class ImagesPass : public Pass {
       deviceColors_ = !device.gray.present && !device.rgb.present && (!claimsPdfA_ || device.outputIntent);
       collect(context);
       work(context);
+      forgetMasks(context);
       if (changed_ == 0) return PassOutcome::unchanged;
       context.report.note(std::to_string(changed_) + " images became " + std::to_string(saved_) +
                           " bytes smaller");
@@ -92,6 +94,7 @@ class ImagesPass : public Pass {
   void runBatch(PassContext& context, std::vector<Task>& batch);
   void apply(PassContext& context, Task& task);
   void replace(QPDFObjectHandle object, const Task& task);
+  void forgetMasks(PassContext& context);
   bool sameData(QPDFObjectHandle a, QPDFObjectHandle b);
 
   std::vector<Entry> entries_;
@@ -100,6 +103,8 @@ class ImagesPass : public Pass {
   bool deviceColors_ = true;  // a device space may take the place of one that looks the same
   std::size_t changed_ = 0;
   long long saved_ = 0;
+  bool usageHolds_ = true;
+  std::vector<QPDFObjGen> masksGone_;
 };
 
 double numberOf(QPDFObjectHandle dictionary, const char* key) {
@@ -144,8 +149,9 @@ void ImagesPass::collect(PassContext& context) {
     if (stencil.isBool() && stencil.getBoolValue()) entry.role = ImageRole::stencil;
     const auto use = usage.images.find(object.getObjGen());
     if (use != usage.images.end()) {
-      entry.dpiX = use->second.dpiX;
-      entry.dpiY = use->second.dpiY;
+      const ImageResolution resolution = resolutionOf(use->second, object.getDict());
+      entry.dpiX = resolution.x;
+      entry.dpiY = resolution.y;
       entry.pageCoverage = use->second.pageCoverage;
     }
     // Where content could not be read, a larger use may have been missed.
@@ -283,10 +289,13 @@ void ImagesPass::apply(PassContext& context, Task& task) {
     Entry& entry = entries_[i];
     if (task.layers) {
       replaceByLayers(context.document.pdf(), entry.object, *task.layers);
+      usageHolds_ = false;
       saved_ +=
           static_cast<long long>(task.job.source.storedBytes) - static_cast<long long>(task.layers->cost());
     } else if (task.result->opaqueMask) {
       for (QPDFObjectHandle& parent : entry.parents) parent.getDict().removeKey("/SMask");
+      masksGone_.push_back(entry.object.getObjGen());
+      if (entry.fixed) usageHolds_ = false;  // it may be a stencil mask as well
       saved_ += static_cast<long long>(task.job.source.storedBytes);
     } else {
       replace(entry.object, task);
@@ -296,6 +305,14 @@ void ImagesPass::apply(PassContext& context, Task& task) {
     }
     ++changed_;
   }
+}
+
+// Puts right what the usage says of masks that went.
+void ImagesPass::forgetMasks(PassContext& context) {
+  if (masksGone_.empty() || !usageHolds_) return;
+  auto usage = std::make_shared<DocumentUsage>(usageOf(context));
+  for (QPDFObjGen mask : masksGone_) usage->masks.erase(mask);
+  context.usage = std::move(usage);
 }
 
 const char* deviceSpace(ColorKind kind) {

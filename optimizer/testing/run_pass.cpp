@@ -5,6 +5,7 @@
 #include <qpdf/QPDFWriter.hh>
 
 #include "optimizer/base/pool.h"
+#include "optimizer/document/usage.h"
 #include "optimizer/document/verify.h"
 #include "optimizer/pipeline/report.h"
 
@@ -23,10 +24,11 @@ std::string written(Document& document) {
 }
 
 PassOutcome runPass(Document& document, std::unique_ptr<Pass> pass, const Settings& settings, unsigned threads) {
+  const auto usage = std::make_shared<const DocumentUsage>(analyzeUsage(document));  // first: it makes objects of fonts
   const std::string before = written(document);
   WorkerPool pool(threads);
   Report report;
-  PassContext context{document, settings, pool, report};
+  PassContext context{document, settings, pool, report, usage};
   report.begin(std::string(pass->name()));
   const Reach reach = document.reach();
   const Result<PassOutcome> outcome = pass->process(context);
@@ -39,6 +41,9 @@ PassOutcome runPass(Document& document, std::unique_ptr<Pass> pass, const Settin
     for (const QPDFObjectHandle& object : reachableObjects(document.pdf())) {
       EXPECT_EQ(reach.references.count(keyOf(object)), 1u) << pass->name() << " made an object that it denies";
     }
+  }
+  if (*outcome == PassOutcome::changed && pass->keepsUsage()) {
+    EXPECT_TRUE(analyzeUsage(document) == *context.usage) << pass->name() << " changed what it says it keeps";
   }
   const bool changed = written(document) != before;
   EXPECT_FALSE(*outcome == PassOutcome::unchanged && changed) << pass->name() << " says it changed nothing";
