@@ -52,6 +52,14 @@ Bytes deflateBelow(ByteView data, std::size_t bytes, int level) {
   return out;
 }
 
+Bytes deflateRawBelow(ByteView data, std::size_t bytes, int level) {
+  if (bytes <= 1) return {};
+  Bytes out(std::min(bytes - 1, libdeflate_deflate_compress_bound(nullptr, data.size())));
+  out.resize(libdeflate_deflate_compress(compressorOfThread(level), data.data(), data.size(), out.data(),
+                                         out.size()));
+  return out;
+}
+
 Result<Bytes> inflate(ByteView coded, std::size_t limit) {
   libdeflate_decompressor* decompressor = decompressorOfThread();
   std::size_t room = std::min(limit, std::max<std::size_t>(coded.size() * 5, 4096));

@@ -24,6 +24,8 @@ Bytes deflate(ByteView data, int level = kStrongestDeflate);
 
 // The coding of data if it is below `bytes`, else nothing (an empty vector).
 Bytes deflateBelow(ByteView data, std::size_t bytes, int level);
+// The same as a raw stream of Deflate, without the head and the checksum of zlib.
+Bytes deflateRawBelow(ByteView data, std::size_t bytes, int level);
 
 // Bytes after the end of the zlib stream are ignored, as PDF readers do. Errors: damaged (the stream is
 // broken or its checksum is wrong), limit (more than `limit` bytes).

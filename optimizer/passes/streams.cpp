@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "optimizer/base/deflate.h"
+#include "optimizer/base/deflate_parts.h"
 #include "optimizer/base/limits.h"
 #include "optimizer/base/pool.h"
 #include "optimizer/document/document.h"
@@ -165,7 +166,7 @@ void recode(Job& job, int level) {
   }
   // Image codecs leave nothing to Deflate but headers and padding; where there was none around them, none is tried.
   if ((undone > 0 || rest.empty()) && best > wrapped) {
-    Bytes deflated = deflateBelow(bytes, best - wrapped, level);
+    Bytes deflated = deflateInPartsBelow(bytes, best - wrapped, level);
     if (!deflated.empty()) {
       best = deflated.size() + wrapped;
       job.better = std::move(deflated);
