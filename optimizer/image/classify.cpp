@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <vector>
 
+#include "optimizer/base/vectorised.h"
 #include "optimizer/image/color_table.h"
 
 namespace optimizer {
@@ -20,18 +20,11 @@ struct Rows {
   bool grey, few;
   std::uint64_t flat = 0;
   std::uint32_t last = 0;
+  std::vector<std::uint8_t> equal = {};  // to the left and above, sample by sample
 
   template <unsigned N>
   void add(std::uint32_t y);
 };
-
-template <unsigned N>
-bool same(const std::uint8_t* a, const std::uint8_t* b, unsigned channels) {
-  if constexpr (N == 0) return std::memcmp(a, b, channels) == 0;
-  bool equal = true;
-  for (unsigned c = 0; c < N; ++c) equal &= a[c] == b[c];
-  return equal;
-}
 
 template <unsigned N>
 void Rows::add(std::uint32_t y) {
@@ -42,9 +35,20 @@ void Rows::add(std::uint32_t y) {
       grey = row[3 * x] == row[3 * x + 1] && row[3 * x + 1] == row[3 * x + 2];
   }
   if (y > 0) {
-    const std::uint8_t* up = pixels.row(y - 1);
-    for (std::size_t at = channels; at < pixels.stride(); at += channels)
-      flat += same<N>(row + at, row + at - channels, channels) && same<N>(row + at, up + at, channels) ? 1 : 0;
+    equal.resize(pixels.stride());
+    vectorised([&]() OPTIMIZER_LOOP {
+      const std::uint8_t *here = row, *up = pixels.row(y - 1);
+      std::uint8_t* to = equal.data();
+      const std::size_t before = N == 0 ? channels : N, size = equal.size();
+      for (std::size_t i = before; i < size; ++i) to[i] = (here[i] == here[i - before]) & (here[i] == up[i]);
+      std::uint32_t count = 0;
+      for (std::size_t at = before; at < size; at += before) {
+        std::uint8_t all = 1;
+        for (std::size_t c = 0; c < before; ++c) all &= to[at + c];
+        count += all;
+      }
+      flat += count;
+    });
   }
   for (std::size_t at = 0; few && at < pixels.stride(); at += channels) {
     const std::uint32_t key = colorKey(row + at, channels);
