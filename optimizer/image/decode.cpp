@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "optimizer/base/vectorised.h"
+#include "optimizer/base/pool.h"
 #include "optimizer/codec/bitonal_codec.h"
 #include "optimizer/codec/ccitt.h"
 #include "optimizer/codec/jbig2_decoder.h"
@@ -262,13 +263,20 @@ Pixels applyPalette(const Pixels& indexes, const ImageColorSpace& space) {
   const unsigned channels = space.baseComponents;
   Pixels colors(indexes.width(), indexes.height(), channels, space.baseKind);
   const std::size_t last = space.palette.size() / channels - 1;
-  for (std::uint32_t y = 0; y < indexes.height(); ++y) {
-    const std::uint8_t* in = indexes.row(y);
-    std::uint8_t* out = colors.row(y);
-    for (std::uint32_t x = 0; x < indexes.width(); ++x, out += channels) {
-      std::memcpy(out, space.palette.data() + std::min<std::size_t>(in[x], last) * channels, channels);
+  constexpr std::size_t enough = 128 << 10;  // pixels that are worth a thread's while
+  inParts(0, indexes.height(), 1 + enough / std::max(1u, indexes.width()), [&](std::size_t begin, std::size_t end) {
+    for (auto y = static_cast<std::uint32_t>(begin); y < end; ++y) {
+      const std::uint8_t* in = indexes.row(y);
+      std::uint8_t* out = colors.row(y);
+      if (channels == 3) {
+        for (std::uint32_t x = 0; x < indexes.width(); ++x, out += 3)
+          std::memcpy(out, space.palette.data() + std::min<std::size_t>(in[x], last) * 3, 3);
+      } else {
+        for (std::uint32_t x = 0; x < indexes.width(); ++x, out += channels)
+          std::memcpy(out, space.palette.data() + std::min<std::size_t>(in[x], last) * channels, channels);
+      }
     }
-  }
+  });
   return colors;
 }
 

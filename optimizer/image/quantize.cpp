@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "optimizer/base/pool.h"
 #include "optimizer/base/vectorised.h"
 
 namespace optimizer {
@@ -182,16 +183,19 @@ QuantizedImage Quantizer::reduceTo(std::size_t colors) const {
   for (std::size_t i = 0; i < indexOf.size(); ++i)
     indexOf[i] = static_cast<std::uint8_t>(centers.nearest(colorOf(exact_.colors()[i])));
   QuantizedImage result{Pixels(pixels_.width(), pixels_.height(), 1, ColorKind::indexed), {}};
-  std::uint32_t last = 0;
-  std::uint8_t index = 0;
-  for (std::size_t i = 0; i < pixels_.pixelCount(); ++i) {
-    const std::uint32_t key = keyAt(pixels_, i);
-    if (i == 0 || key != last) {
-      index = indexOf[exact_.find(key)];
-      last = key;
+  constexpr std::size_t enough = 128 << 10;  // pixels that are worth a thread's while
+  inParts(0, pixels_.pixelCount(), enough, [&](std::size_t begin, std::size_t end) {
+    std::uint32_t last = 0;
+    std::uint8_t index = 0;
+    for (std::size_t i = begin; i < end; ++i) {
+      const std::uint32_t key = keyAt(pixels_, i);
+      if (i == begin || key != last) {
+        index = indexOf[exact_.find(key)];
+        last = key;
+      }
+      result.indexes.samples()[i] = index;
     }
-    result.indexes.samples()[i] = index;
-  }
+  });
   for (const Color& color : table) {
     result.palette.insert(result.palette.end(), color.begin(), color.begin() + pixels_.channels());
   }
