@@ -206,6 +206,12 @@ def test_replace_moves_the_old_file_to_the_trash(granted):
     assert is_whole_original(granted.data / "Trash" / "files" / "a.pdf")
 
 
+def test_what_only_the_trash_needs_is_loaded_for_the_trash(granted):
+    granted.make_pdf("a.pdf")
+    assert b"libgio" not in granted.kelv("a.pdf", environment={"LD_DEBUG": "files"}).stderr
+    assert b"libgio" in granted.kelv("a.pdf", "--replace", environment={"LD_DEBUG": "files"}).stderr
+
+
 def test_replace_without_a_file_at_the_location_trashes_nothing(granted):
     granted.make_pdf("a.pdf")
     run = granted.kelv("a.pdf", "--output", "out", "--replace", "--verbose")

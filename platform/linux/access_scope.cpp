@@ -1,7 +1,6 @@
 #include "platform/linux/access_scope.h"
 
 #include <fcntl.h>
-#include <gio/gio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 
 #include "platform/linux/descriptor.h"
 #include "platform/linux/environment.h"
+#include "platform/linux/gio_library.h"
 #include "platform/linux/landlock.h"
 #include "platform/linux/system_call_filter.h"
 #include "platform/path.h"
@@ -84,11 +84,13 @@ std::string volumeTop(std::string path) {
 
 // Whether the file system that path is on can have a Trash at all.
 bool canHaveTrash(const std::string& path) {
-  GFile* file = g_vfs_get_file_for_path(g_vfs_get_local(), path.c_str());
-  GFileInfo* info = g_file_query_info(file, G_FILE_ATTRIBUTE_ACCESS_CAN_TRASH, G_FILE_QUERY_INFO_NONE, nullptr, nullptr);
-  const bool can = info && g_file_info_get_attribute_boolean(info, G_FILE_ATTRIBUTE_ACCESS_CAN_TRASH);
-  if (info) g_object_unref(info);
-  g_object_unref(file);
+  const GioLibrary* gio = GioLibrary::shared();
+  if (!gio) return false;
+  GFile* file = gio->localFile(path);
+  GFileInfo* info = gio->fileQueryInfo(file, G_FILE_ATTRIBUTE_ACCESS_CAN_TRASH, G_FILE_QUERY_INFO_NONE, nullptr, nullptr);
+  const bool can = info && gio->infoBoolean(info, G_FILE_ATTRIBUTE_ACCESS_CAN_TRASH);
+  if (info) gio->unref(info);
+  gio->unref(file);
   return can;
 }
 

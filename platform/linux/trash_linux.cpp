@@ -1,24 +1,24 @@
 // The freedesktop Trash, through GIO.
-#include <gio/gio.h>
-
 #include <cerrno>
 
 #include "platform/linux/access_scope.h"
 #include "platform/linux/file_errors.h"
 #include "platform/linux/files_linux.h"
+#include "platform/linux/gio_library.h"
 
 namespace platform {
 
 Status LinuxFileManager::trashItem(const std::string& path) {
   if (!AccessScope::shared().allows(path)) return trashError(EACCES, path, "");
-  // The local file system's own files: the default would load modules and ask other programs.
-  GFile* file = g_vfs_get_file_for_path(g_vfs_get_local(), path.c_str());
+  const GioLibrary* gio = GioLibrary::shared();
+  if (!gio) return noTrashError(path);
+  GFile* file = gio->localFile(path);
   GError* failure = nullptr;
-  const bool done = g_file_trash(file, nullptr, &failure);
-  g_object_unref(file);
+  const bool done = gio->fileTrash(file, nullptr, &failure);
+  gio->unref(file);
   if (done) return Done{};
   PlatformError error = noTrashError(path);
-  if (failure && failure->domain == G_IO_ERROR) {
+  if (failure && failure->domain == gio->errorQuark()) {
     switch (failure->code) {
       case G_IO_ERROR_NOT_SUPPORTED: break;
       case G_IO_ERROR_NOT_FOUND: error = trashError(ENOENT, path, ""); break;
