@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 
 #include "optimizer/document/save.h"
 #include "optimizer/document/stream_data.h"
 #include "optimizer/document/text.h"
+#include "optimizer/document/verify.h"
 #include "optimizer/testing/pdf_builder.h"
 
 namespace optimizer {
@@ -150,6 +152,30 @@ TEST(SaveDocument, RefusesWhatCannotBeReadBack) {
   ASSERT_FALSE(status.ok());
   EXPECT_EQ(status.error().kind, ErrorKind::internal);
   EXPECT_TRUE(std::filesystem::is_empty(directory.path()));
+}
+
+TEST(VerifySaved, TakesLargeFilesAsSmallOnes) {
+  TempDir directory;
+  const std::string path = directory.file("x.pdf");
+  for (std::size_t padding : {std::size_t{10}, std::size_t{33} << 20}) {
+    PdfBuilder pdf;
+    pdf.addStream("", std::string(padding, 'x'));
+    pdf.addPage("0 g");
+    const auto document = pdf.open();
+    const std::string bytes = pdf.build();
+    writeFile(path, bytes);
+    EXPECT_TRUE(verifySaved(path, "", *document).ok()) << padding;
+
+    writeFile(path, bytes.substr(0, bytes.size() - 60));
+    const Status cut = verifySaved(path, "", *document);
+    ASSERT_FALSE(cut.ok()) << padding;
+    EXPECT_TRUE(cut.error().message.starts_with("The optimized file could not be read back: ")) << cut.error().message;
+
+    std::filesystem::remove(path);
+    const Status missing = verifySaved(path, "", *document);
+    ASSERT_FALSE(missing.ok());
+    EXPECT_NE(missing.error().message.find("No such file"), std::string::npos) << missing.error().message;
+  }
 }
 
 TEST(SaveDocument, AcceptsWhatWasUnreadableBefore) {

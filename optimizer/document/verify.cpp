@@ -1,5 +1,8 @@
 #include "optimizer/document/verify.h"
 
+#include <cstdio>
+#include <memory>
+#include <optional>
 #include <set>
 
 #include <qpdf/QPDFLogger.hh>
@@ -111,6 +114,19 @@ class Original {
   std::unique_ptr<Document> input_;
 };
 
+// The file's bytes, where holding them costs little: qpdf seeks for every object, and each seek of a file costs a system
+// call and a buffer. Nothing for a large file, or one that cannot be read.
+std::optional<Bytes> smallFile(const std::string& path) {
+  constexpr std::size_t most = std::size_t{32} << 20;
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
+  if (!file || std::fseek(file.get(), 0, SEEK_END) != 0) return std::nullopt;
+  const long end = std::ftell(file.get());
+  if (end <= 0 || static_cast<std::size_t>(end) > most || std::fseek(file.get(), 0, SEEK_SET) != 0) return std::nullopt;
+  Bytes bytes(static_cast<std::size_t>(end));
+  if (std::fread(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) return std::nullopt;
+  return bytes;
+}
+
 Status checkPages(QPDF& pdf, Document& document, const std::string& what) {
   const std::vector<QPDFObjectHandle>& pages = pdf.getAllPages();
   if (pages.size() != document.pages().size()) {
@@ -136,6 +152,7 @@ Status checkPages(QPDF& pdf, Document& document, const std::string& what) {
 Status verifySaved(const std::string& path, const std::string& password, Document& document) {
   const std::string what = "The optimized file could not be read back";
   return withoutExceptions(what, [&]() -> Status {
+    const std::optional<Bytes> bytes = smallFile(path);  // as long as what reads from it
     QPDF written;
     const std::shared_ptr<QPDFLogger> silent = QPDFLogger::create();
     silent->setInfo(silent->discard());
@@ -144,7 +161,11 @@ Status verifySaved(const std::string& path, const std::string& password, Documen
     written.setLogger(silent);
     written.setSuppressWarnings(true);
     written.setAttemptRecovery(false);
-    written.processFile(path.c_str(), password.c_str());
+    if (bytes) {
+      written.processMemoryFile(path.c_str(), reinterpret_cast<const char*>(bytes->data()), bytes->size(), password.c_str());
+    } else {
+      written.processFile(path.c_str(), password.c_str());
+    }
     return checkPages(written, document, what);
   });
 }
