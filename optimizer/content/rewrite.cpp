@@ -1,5 +1,7 @@
 #include "optimizer/content/rewrite.h"
 
+#include <algorithm>
+
 #include "optimizer/content/rewriter.h"
 #include "optimizer/content/spelling.h"
 
@@ -76,7 +78,30 @@ void Rewriter::draw(const Instruction& in) {
   ++textEffects_;
 }
 
-std::optional<std::string> Rewriter::run(ByteView content) {
+void Rewriter::note(const Instruction& in) {
+  for (const Token& token : in.operands) {
+    if (token.isName()) {
+      names_.emplace(in.keyword.text(), token.text());
+    }
+  }
+}
+
+// Whether all of names_ are in the output. Between a name and its keyword there are numbers at most.
+bool Rewriter::namesStand() const {
+  auto missing = names_;
+  const auto regular = [this](std::size_t at) { return isRegular(static_cast<std::uint8_t>(out_[at])); };
+  for (std::size_t at = out_.find('/'); at != std::string::npos && !missing.empty(); at = out_.find('/', at)) {
+    const std::size_t name = at++;
+    while (at < out_.size() && regular(at)) ++at;
+    const std::string_view named(out_.data() + name, at - name);
+    std::size_t keyword = std::min(out_.find_first_not_of(" \n+-.0123456789", at), out_.size()), end = keyword;
+    while (end < out_.size() && regular(end)) ++end;
+    missing.erase({std::string_view(out_.data() + keyword, end - keyword), named});
+  }
+  return missing.empty();
+}
+
+std::optional<std::string> Rewriter::run(ByteView content, bool* namesKept) {
   ContentReader reader(content);
   Instruction in;
   out_.reserve(content.size());
@@ -93,10 +118,24 @@ std::optional<std::string> Rewriter::run(ByteView content) {
   if (!imagesStand()) {
     return std::nullopt;
   }
+  if (namesKept != nullptr) {
+    *namesKept = namesStand();
+  }
   return std::move(out_);
 }
 
 void Rewriter::rewrite(const Instruction& in) {
+  switch (in.op) {
+    case Op::font:
+    case Op::graphicsState:
+    case Op::fillColorSpace:
+    case Op::strokeColorSpace:
+    case Op::fillColor:
+    case Op::strokeColor:
+    case Op::fillColorN:
+    case Op::strokeColorN: note(in); break;
+    default: break;
+  }
   switch (in.op) {
     case Op::fillGray:
     case Op::fillRgb:
@@ -202,8 +241,8 @@ void Rewriter::rewrite(const Instruction& in) {
 
 }  // namespace rewriting
 
-std::optional<std::string> rewriteContent(ByteView content, const RewriteOptions& options) {
-  return rewriting::Rewriter(options).run(content);
+std::optional<std::string> rewriteContent(ByteView content, const RewriteOptions& options, bool* namesKept) {
+  return rewriting::Rewriter(options).run(content, namesKept);
 }
 
 }  // namespace optimizer::content

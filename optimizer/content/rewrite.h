@@ -20,7 +20,9 @@ struct RewriteOptions {
   std::function<bool(const std::string& name)> isSimpleFont;
 };
 
-// Nothing when the content holds something that readers resolve differently: then it stays as it is.
-std::optional<std::string> rewriteContent(ByteView content, const RewriteOptions& options = {});
+// Nothing when the content holds something that readers resolve differently: then it stays as it is. namesKept, when
+// given, becomes true where every resource that the content names is still named for the same purpose.
+std::optional<std::string> rewriteContent(ByteView content, const RewriteOptions& options = {},
+                                          bool* namesKept = nullptr);
 
 }  // namespace optimizer::content

@@ -139,5 +139,27 @@ TEST(Rewrite, isAFixedPoint) {
   }
 }
 
+TEST(Rewrite, SaysWhetherAllNamesAreStillThere) {
+  struct Case {
+    const char* content;
+    bool kept;
+  };
+  for (const Case& c :
+       {Case{"0 g 1 1 9 9 re f", true}, Case{"/G gs 0 0 1 rg 1 1 9 9 re f", true}, Case{"q /G gs Q 1 1 9 9 re f", false},
+        Case{"q /G gs 1 1 9 9 re f Q q /G gs Q 1 1 9 9 re f", true}, Case{"BT /F 9 Tf (a) Tj ET", true},
+        Case{"BT /E 9 Tf /F 9 Tf (a) Tj ET", false}, Case{"BT /F 9 Tf /F 8.50 Tf (a) Tj ET", true},
+        Case{"BT /F 9 Tf (a) Tj ET q /F gs Q 1 1 9 9 re f", false}, Case{"BT /FF 9 Tf (a) Tj /F 9 Tf ET", false},
+        Case{"/S cs 1 0 scn 1 1 9 9 re f", true}, Case{"/S cs /T cs 1 scn 1 1 9 9 re f", false},
+        Case{"/Pattern cs /P scn 1 1 9 9 re f", true}, Case{"/Pattern cs /P scn /Q scn 1 1 9 9 re f", false},
+        Case{"/Pattern CS /P SCN 1 1 9 9 re S /Im Do /Sh sh", true}}) {
+    bool kept = !c.kept;
+    const std::string content = c.content;
+    const auto written =
+        rewriteContent({reinterpret_cast<const std::uint8_t*>(content.data()), content.size()}, {}, &kept);
+    ASSERT_TRUE(written) << c.content;
+    EXPECT_EQ(kept, c.kept) << c.content << " -> " << *written;
+  }
+}
+
 }  // namespace
 }  // namespace optimizer::content

@@ -4,8 +4,10 @@
 #include <array>
 #include <initializer_list>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "optimizer/base/bytes.h"
@@ -71,9 +73,11 @@ class Rewriter {
  public:
   explicit Rewriter(const RewriteOptions& options) : options_(options) {}
 
-  std::optional<std::string> run(ByteView content);
+  std::optional<std::string> run(ByteView content, bool* namesKept);
 
  private:
+  bool namesStand() const;
+  void note(const Instruction& in);
   void rewrite(const Instruction& in);
   void set(Slot slot, const Instruction& in);
   void setColor(Color& wanted, Color& written, const Instruction& in);
@@ -107,6 +111,8 @@ class Rewriter {
   std::string out_;
   State state_;
   std::vector<Bracket> saved_;
+  // Keywords and names, in the content, of what is not written where nothing depends on it.
+  std::set<std::pair<std::string_view, std::string_view>> names_;
   std::vector<ByteView> images_;     // inline images, from ID to EI, as they were
   std::optional<Bracket> text_;      // the text object that is open
   std::size_t effects_ = 0;          // instructions that draw or mark

@@ -42,6 +42,7 @@ struct Job {
   Bytes before;
   std::optional<std::string> after;
   bool better = false;
+  bool namesKept = false;
 };
 
 // Shorter text may pack worse: what counts is what the file will hold.
@@ -62,6 +63,8 @@ QPDFObjectHandle entry(QPDFObjectHandle dictionary, const char* key) {
 class ContentPass : public Pass {
  public:
   std::string_view name() const override { return "content"; }
+  // What draws stays, and so do the names of what it needs, unless one was only set and never used.
+  bool keepsUsage() const override { return namesKept_; }
   bool keepsObjects() const override { return !joined_; }
   Result<PassOutcome> process(PassContext& context) override {
     return withoutExceptions("Content streams cannot be rewritten",
@@ -81,6 +84,7 @@ class ContentPass : public Pass {
   std::map<QPDFObjGen, int> uses_;   // of each stream by different Contents entries
   std::set<QPDFObjGen> taken_;
   bool joined_ = false;
+  bool namesKept_ = true;
 };
 
 PassOutcome ContentPass::run(PassContext& context) {
@@ -100,7 +104,7 @@ PassOutcome ContentPass::run(PassContext& context) {
       content::RewriteOptions options;
       options.tolerance = job.tolerance;
       options.isSimpleFont = [&job](const std::string& name) { return job.simpleFonts.count(name) != 0; };
-      job.after = content::rewriteContent(job.before, options);
+      job.after = content::rewriteContent(job.before, options, &job.namesKept);
       job.better = job.after && worthwhile(job);
     });
     for (std::size_t i = begin; i < end; ++i) {
@@ -109,6 +113,7 @@ PassOutcome ContentPass::run(PassContext& context) {
         ++rewritten;
         before += job.before.size();
         after += job.after->size();
+        namesKept_ = namesKept_ && job.namesKept;
         put(context.document, job);
       }
       job = {};

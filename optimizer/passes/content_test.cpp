@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include "optimizer/base/pool.h"
 #include "optimizer/content/stream.h"
+#include "optimizer/document/usage.h"
 #include "optimizer/passes/passes.h"
+#include "optimizer/pipeline/report.h"
 #include "optimizer/testing/pdf_builder.h"
 #include "optimizer/testing/run_pass.h"
 
@@ -86,6 +89,28 @@ TEST(ContentPass, damagedContentStays) {
   pdf.addPage("0.500 g 0.0  0.0 10.00 10.00  re f (a", "<< >>");
   auto document = pdf.open();
   EXPECT_EQ(runPass(*document, makeContentPass()), PassOutcome::unchanged);
+}
+
+TEST(ContentPass, SaysWhetherUsesAreWhatTheyWere) {
+  for (const bool useless : {false, true}) {
+    PdfBuilder pdf;
+    const std::string content = "q 1.000 0.0 0 1.000 0 0 cm /G gs 0.0 0.0 10.00 10.00 re f Q ";
+    pdf.addPage(content + (useless ? "q /H gs Q 1.00 1.00 5.00 5.00 re f" : "/H gs 1.00 1.00 5.00 5.00 re f"),
+                "<< /ExtGState << /G << /ca .5 >> /H << /ca .7 >> >> >>");
+    auto document = pdf.open();
+    WorkerPool pool(2);
+    Report report;
+    const Settings settings;
+    PassContext context{*document, settings, pool, report};
+    report.begin("content");
+    usageOf(context);
+    const std::unique_ptr<Pass> pass = makeContentPass();
+    const Result<PassOutcome> outcome = pass->process(context);
+    ASSERT_TRUE(outcome.ok());
+    EXPECT_EQ(*outcome, PassOutcome::changed);
+    EXPECT_EQ(pass->keepsUsage(), !useless);
+    EXPECT_EQ(analyzeUsage(*document) == *context.usage, !useless);
+  }
 }
 
 }  // namespace

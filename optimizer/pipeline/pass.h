@@ -39,8 +39,8 @@ class Pass {
   virtual ~Pass() = default;
   virtual std::string_view name() const = 0;
   // True for a pass after which the context's usage is that of the document: one that changes neither content, names of
-  // resources, masks nor the objects' numbers, or that puts the usage right. Images may come to have other pixels.
-  // Asked after process().
+  // resources, masks nor the objects' numbers, or that puts the usage right. Images may come to have other pixels,
+  // and what is seen of them may move as far as content is rounded. Asked after process().
   virtual bool keepsUsage() const { return false; }
   // True for a pass that makes no object, lets go of none and refers to none from a new place: what the trailer leads to
   // need not be walked anew after it. Asked after process(). Numbers and names that said how a stream was coded may go.
