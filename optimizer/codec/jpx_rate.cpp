@@ -5,6 +5,7 @@
 #include <bit>
 #include <cmath>
 
+#include "optimizer/base/vectorised.h"
 #include "optimizer/codec/jpx_visibility.h"
 
 namespace optimizer::jpx {
@@ -13,7 +14,6 @@ namespace {
 // Bins of an eighth of an octave by the bits of a float.
 constexpr unsigned binShift = 20, binsOfOctave = 8;
 constexpr int lowestOctave = -9, octaves = 20;
-constexpr std::uint32_t manyRows = 32;
 
 }  // namespace
 
@@ -21,24 +21,31 @@ double baseFor(const Layout& layout, const std::vector<Samples>& components,
                const std::vector<float>& visibility, double ones) {
   constexpr std::size_t count = std::size_t{octaves} * binsOfOctave;
   constexpr std::uint32_t lowest = (127 + lowestOctave) * binsOfOctave;
-  std::array<std::uint64_t, count> bins{};
+  // The lowest holds what is smaller still. Two of them: neighbours are often alike, and counts of one bin wait for each
+  // other.
+  std::array<std::array<std::uint64_t, count + 1>, 2> bins{};
+  std::array<std::uint32_t, blockSide> numbers;
   for (const Band& band : layout.bands) {
     const float step = Quantiser(1, layout.levels).stepOf(band);
     eachBlock(band, [&](const BlockPlace& place) {
       const float scale = std::ldexp(1 / step, -static_cast<int>(lowestPlane(visibility[place.block])));
-      // Some rows of a large block tell of all.
-      const std::uint32_t every = place.height >= manyRows ? 4 : 1;
-      for (std::uint32_t y = 0; y < place.height; y += every) {
-        const float* row = components[band.component].row(place.top + y) + place.left;
-        for (std::uint32_t x = 0; x < place.width; ++x) {
-          const std::uint32_t bin = std::bit_cast<std::uint32_t>(std::abs(row[x]) * scale) >> binShift;
-          if (bin >= lowest) bins[std::min<std::size_t>(bin - lowest, count - 1)] += every;
-        }
+      for (std::uint32_t y = 0; y < place.height; ++y) {
+        vectorised([&]() OPTIMIZER_LOOP {
+          const float* row = components[band.component].row(place.top + y) + place.left;
+          for (std::uint32_t x = 0; x < place.width; ++x) {
+            const std::uint32_t bin = std::bit_cast<std::uint32_t>(std::abs(row[x]) * scale) >> binShift;
+            numbers[x] = std::clamp<std::uint32_t>(bin, lowest - 1, lowest - 1 + count) - (lowest - 1);
+          }
+        });
+        for (std::uint32_t x = 0; x < place.width; ++x) ++bins[x & 1][numbers[x]];
       }
     });
   }
   std::size_t bin = count;
-  for (double found = 0; bin > 0 && found < ones;) found += static_cast<double>(bins[--bin]);
+  for (double found = 0; bin > 0 && found < ones;) {
+    found += static_cast<double>(bins[0][bin] + bins[1][bin]);
+    --bin;
+  }
   return std::exp2(lowestOctave + static_cast<double>(bin) / binsOfOctave);
 }
 
