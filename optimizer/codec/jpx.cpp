@@ -104,7 +104,7 @@ int resolutionsFor(std::uint32_t side) {
 
 }  // namespace
 
-Result<Pixels> decodeJpx(ByteView data) {
+Result<Pixels> decodeJpx(ByteView data, unsigned halvings) {
   static constexpr std::array<std::uint8_t, 4> codestream = {0xFF, 0x4F, 0xFF, 0x51};
   const bool bare = data.size() >= 4 && std::equal(codestream.begin(), codestream.end(), data.begin());
   Reader reader{data};
@@ -122,6 +122,7 @@ Result<Pixels> decodeJpx(ByteView data) {
   opj_set_error_handler(codec.get(), noteMessage, &troubled);
   opj_dparameters_t parameters;
   opj_set_default_decoder_parameters(&parameters);
+  parameters.cp_reduce = halvings;
   if (!opj_setup_decoder(codec.get(), &parameters)) return damaged();
   opj_image_t* made = nullptr;
   const bool headed = opj_read_header(stream.get(), codec.get(), &made);

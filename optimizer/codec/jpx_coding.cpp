@@ -109,6 +109,21 @@ Pixels JpxCoding::shown(const jpx::Cuts& cuts) {
   return jpx::pixelsOf(components);
 }
 
+Pixels JpxCoding::shownHalved(const jpx::Cuts& cuts) const {
+  const jpx::Layout& layout = picture_->layout;
+  // The coarser bands are in the top left quarter.
+  const std::uint32_t width = (layout.width + 1) / 2, height = (layout.height + 1) / 2;
+  std::vector<jpx::Samples> components(
+      layout.components, jpx::Samples{width, height, std::vector<float>(std::size_t{width} * height)});
+  eachInParts(layout, [&](const jpx::Band& band, const jpx::BlockPlace& place) {
+    if (band.level == 1 && (band.highAcross || band.highDown)) return;
+    picture_->blocks[place.block].show(cuts[place.block], areaOf(components, band, place),
+                                       picture_->quantiser.stepOf(band));
+  });
+  for (jpx::Samples& component : components) jpx::transformBack(component, layout.levels - 1);
+  return jpx::pixelsOf(components);
+}
+
 EncodedImage JpxCoding::encoded(const jpx::Cuts& cuts) const {
   EncodedImage image;
   image.codec = Codec::jpeg2000;

@@ -28,6 +28,8 @@ class JpxCoding {
   // Of such a cut: what a decoder shows, but for rounding, and a JP2 file.
   Pixels shown(const jpx::Cuts& cuts);
   EncodedImage encoded(const jpx::Cuts& cuts) const;
+  // The same as shown, at half the size, rounded up.
+  Pixels shownHalved(const jpx::Cuts& cuts) const;
 
  private:
   JpxCoding(const Pixels& pixels, std::size_t mostBytes);

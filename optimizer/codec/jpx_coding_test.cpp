@@ -113,6 +113,24 @@ TEST(JpxCoding, ShowsWhatADecoderShows) {
   }
 }
 
+TEST(JpxCoding, ShowsAtHalfTheSizeWhatADecoderShows) {
+  for (const unsigned channels : {1u, 3u})
+    for (const auto& [width, height] : {std::pair{640u, 480u}, {641u, 399u}, {9u, 700u}, {1200u, 16u}}) {
+      const Pixels pixels = picture(width, height, channels);
+      Result<JpxCoding> coding = JpxCoding::begin(pixels, 20000);
+      ASSERT_TRUE(coding);
+      for (const std::size_t bytes : {20000u, 3000u, 600u}) {
+        const jpx::Cuts cuts = coding->cutTo(bytes);
+        const Result<Pixels> decoded = decodeJpx(coding->encoded(cuts).data, 1);
+        ASSERT_TRUE(decoded) << width << ' ' << height;
+        const Pixels halved = coding->shownHalved(cuts);
+        ASSERT_EQ(decoded->width(), halved.width());
+        ASSERT_EQ(decoded->height(), halved.height());
+        EXPECT_LE(largestDifference(*decoded, halved), 1) << width << ' ' << height << ' ' << bytes;
+      }
+    }
+}
+
 TEST(JpxCoding, KeepsToEverySizeAskedForAndComesClose) {
   for (unsigned channels : {1u, 3u}) {
     const Pixels pixels = picture(700, 500, channels);
