@@ -116,12 +116,12 @@ std::optional<EncodedImage> smallestJpx(const Pixels& pixels, std::size_t mostBy
     return coding->cutAt(
         {static_cast<float>(std::exp(lumaSlope)), static_cast<float>(std::exp(colorSlope))});
   };
-  std::pair<double, double> passed;  // slopes of the luma and the colours that were tried together
+  std::optional<std::pair<double, double>> passed;  // slopes of the luma and the colours that passed together
   for (int trial = 0; trial < mostTrials && !(luma.done() && (colors.done() || pixels.channels() == 1));
        ++trial) {
     const Loss loss = judge(coding->shown(cutAt(luma.next(), colors.next())));
     if (trial == 0 && loss.structure > hopeless) return std::nullopt;
-    if (loss.passes()) passed = {luma.next(), colors.next()};
+    if (loss.passes()) passed.emplace(luma.next(), colors.next());
     luma.tell(loss.structure);
     colors.tell(loss.chroma);
     colors.limit(luma.next() + mostColorLead);
@@ -135,7 +135,7 @@ std::optional<EncodedImage> smallestJpx(const Pixels& pixels, std::size_t mostBy
     EncodedImage image = coding->encoded(cuts);
     if (pixels.pixelCount() <= decodedWhole) {
       if (auto whole = judged(std::move(image), judge)) return whole;
-    } else if (slopes == passed || judge(coding->shown(cuts)).passes()) {
+    } else if (passed == slopes || judge(coding->shown(cuts)).passes()) {
       if (!decodesAsForetold(image, coding->shownHalved(cuts))) return std::nullopt;
       return image;
     }
