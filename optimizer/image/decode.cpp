@@ -5,10 +5,11 @@
 #include <cmath>
 #include <cstring>
 #include <functional>
+#include <type_traits>
 #include <vector>
 
-#include "optimizer/base/vectorised.h"
 #include "optimizer/base/pool.h"
+#include "optimizer/base/vectorised.h"
 #include "optimizer/codec/bitonal_codec.h"
 #include "optimizer/codec/ccitt.h"
 #include "optimizer/codec/jbig2_decoder.h"
@@ -265,16 +266,18 @@ Pixels applyPalette(const Pixels& indexes, const ImageColorSpace& space) {
   const std::size_t last = space.palette.size() / channels - 1;
   constexpr std::size_t enough = 128 << 10;  // pixels that are worth a thread's while
   inParts(0, indexes.height(), 1 + enough / std::max(1u, indexes.width()), [&](std::size_t begin, std::size_t end) {
-    for (auto y = static_cast<std::uint32_t>(begin); y < end; ++y) {
-      const std::uint8_t* in = indexes.row(y);
-      std::uint8_t* out = colors.row(y);
-      if (channels == 3) {
-        for (std::uint32_t x = 0; x < indexes.width(); ++x, out += 3)
-          std::memcpy(out, space.palette.data() + std::min<std::size_t>(in[x], last) * 3, 3);
-      } else {
-        for (std::uint32_t x = 0; x < indexes.width(); ++x, out += channels)
-          std::memcpy(out, space.palette.data() + std::min<std::size_t>(in[x], last) * channels, channels);
+    const auto paint = [&](auto n) {
+      for (auto y = static_cast<std::uint32_t>(begin); y < end; ++y) {
+        const std::uint8_t* in = indexes.row(y);
+        std::uint8_t* out = colors.row(y);
+        for (std::uint32_t x = 0; x < indexes.width(); ++x, out += n)
+          std::memcpy(out, space.palette.data() + std::min<std::size_t>(in[x], last) * n, n);
       }
+    };
+    if (channels == 3) {
+      paint(std::integral_constant<unsigned, 3>());  // a copy of known length takes no call
+    } else {
+      paint(channels);
     }
   });
   return colors;
