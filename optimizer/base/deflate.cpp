@@ -34,6 +34,15 @@ libdeflate_decompressor* decompressorOfThread() {
   return decompressor.get();
 }
 
+template <typename Compress, typename Bound>
+Bytes compressBelow(Compress compress, Bound bound, ByteView data, std::size_t bytes, int level) {
+  if (bytes <= 1) return {};
+  // The compressor gives up as soon as the room is used up.
+  Bytes out(std::min(bytes - 1, bound(nullptr, data.size())));
+  out.resize(compress(compressorOfThread(level), data.data(), data.size(), out.data(), out.size()));
+  return out;
+}
+
 }  // namespace
 
 Bytes deflate(ByteView data, int level) {
@@ -44,20 +53,11 @@ Bytes deflate(ByteView data, int level) {
 }
 
 Bytes deflateBelow(ByteView data, std::size_t bytes, int level) {
-  if (bytes <= 1) return {};
-  // The compressor gives up as soon as the room is used up.
-  Bytes out(std::min(bytes - 1, libdeflate_zlib_compress_bound(nullptr, data.size())));
-  out.resize(libdeflate_zlib_compress(compressorOfThread(level), data.data(), data.size(), out.data(),
-                                      out.size()));
-  return out;
+  return compressBelow(libdeflate_zlib_compress, libdeflate_zlib_compress_bound, data, bytes, level);
 }
 
 Bytes deflateRawBelow(ByteView data, std::size_t bytes, int level) {
-  if (bytes <= 1) return {};
-  Bytes out(std::min(bytes - 1, libdeflate_deflate_compress_bound(nullptr, data.size())));
-  out.resize(libdeflate_deflate_compress(compressorOfThread(level), data.data(), data.size(), out.data(),
-                                         out.size()));
-  return out;
+  return compressBelow(libdeflate_deflate_compress, libdeflate_deflate_compress_bound, data, bytes, level);
 }
 
 Result<Bytes> inflate(ByteView coded, std::size_t limit) {
